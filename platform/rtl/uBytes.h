@@ -1,0 +1,16 @@
+#pragma once
+// uBytes: the dynamic arrays that cross every interface, of bytes and of strings.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace OrvixModBus {
+
+/// Raw register and frame data. Multi-byte numbers in it are big-endian unless said otherwise.
+using Bytes = std::vector<std::uint8_t>;
+
+/// Strings in order; every string is UTF-8.
+using TStringDynArray = std::vector<std::string>;
+
+}  // namespace OrvixModBus
