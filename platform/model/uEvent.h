@@ -1,0 +1,177 @@
+#pragma once
+// uEvent: events and handler lists - who is told when something happens.
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "platform/model/uObject.h"
+#include "platform/rtl/uFirstError.h"
+
+namespace OrvixModBus {
+
+template <class TSignature>
+class TEvent;
+
+/// One handler of an event: an object and its method, or any callable; empty at first.
+/// An empty event, or one whose object (a TObject) has been destroyed, does nothing when raised
+/// and results in TResult(). A handler may reassign the event or destroy its owner.
+template <class TResult, class... TArgs>
+class TEvent<TResult(TArgs...)> {
+ public:
+  TEvent() = default;
+  TEvent(std::nullptr_t) {}
+
+  /// `event = {this, &Panel::Ready}`. A nil object makes an empty event.
+  template <class TTarget, class TMethod>
+    requires std::is_member_function_pointer_v<TMethod> &&
+             std::is_invocable_r_v<TResult, TMethod, TTarget&, TArgs...>
+  TEvent(TTarget* object, TMethod method) {
+    if (object != nullptr) {
+      fHandler = std::make_shared<TMethodHandler<TTarget, TMethod>>(object, method);
+    }
+  }
+
+  /// `event = [](TMBLetter& letter) { ... }`. Equal only to copies of itself.
+  template <class TCallable>
+    requires(!std::is_same_v<std::remove_cvref_t<TCallable>, TEvent> &&
+             std::is_invocable_r_v<TResult, TCallable&, TArgs...>)
+  TEvent(TCallable callable)
+      : fHandler(std::make_shared<TCallableHandler<TCallable>>(std::move(callable))) {}
+
+  bool Assigned() const { return fHandler != nullptr && !fHandler->Gone(); }
+  explicit operator bool() const { return Assigned(); }
+
+  /// True when the object of the handler has been destroyed.
+  bool Gone() const { return fHandler != nullptr && fHandler->Gone(); }
+
+  TResult operator()(TArgs... args) const {
+    const auto handler = fHandler;  // this event may not outlive the call
+    if (handler == nullptr || handler->Gone()) return TResult();
+    return handler->Call(std::forward<TArgs>(args)...);
+  }
+
+  /// Same object and same method, or the same callable; two empty ones are equal.
+  bool operator==(const TEvent& other) const {
+    if (fHandler == nullptr || other.fHandler == nullptr) return fHandler == other.fHandler;
+    return fHandler->Same(*other.fHandler);
+  }
+
+ private:
+  struct THandler {
+    virtual ~THandler() = default;
+    virtual TResult Call(TArgs... args) = 0;
+    virtual bool Gone() const { return false; }
+    virtual bool Same(const THandler& other) const { return this == &other; }
+  };
+
+  template <class TTarget, class TMethod>
+  struct TMethodHandler final : THandler {
+    TMethodHandler(TTarget* object, TMethod method) : fObject(object), fMethod(method) {
+      if constexpr (std::is_base_of_v<TObject, TTarget>) fAlive = TRef<TObject>(object);
+    }
+    TResult Call(TArgs... args) override {
+      return (fObject->*fMethod)(std::forward<TArgs>(args)...);
+    }
+    bool Gone() const override { return fAlive.Gone(); }
+    bool Same(const THandler& other) const override {
+      const auto* same = dynamic_cast<const TMethodHandler*>(&other);
+      return same != nullptr && same->fObject == fObject && same->fMethod == fMethod;
+    }
+
+    TTarget* fObject;
+    TMethod fMethod;
+    TRef<TObject> fAlive;
+  };
+
+  template <class TCallable>
+  struct TCallableHandler final : THandler {
+    explicit TCallableHandler(TCallable callable) : fCallable(std::move(callable)) {}
+    TResult Call(TArgs... args) override { return fCallable(std::forward<TArgs>(args)...); }
+
+    TCallable fCallable;
+  };
+
+  std::shared_ptr<THandler> fHandler;
+};
+
+template <class TSignature>
+class TEventList;
+
+/// Handlers that are all told, in the order in which they were added.
+/// During a call: a handler added is not called yet, one removed is not called any more, one
+/// whose object is gone is skipped, and the list itself may be destroyed. Every handler is
+/// called even if an earlier one throws; the first exception leaves afterwards.
+template <class... TArgs>
+class TEventList<void(TArgs...)> {
+ public:
+  using THandler = TEvent<void(TArgs...)>;
+
+  /// Appends handler; an empty one takes its place in the list and is never called.
+  void Add(THandler handler) { fState->Entries.push_back({std::move(handler), false}); }
+  template <class TTarget, class TMethod>
+  void Add(TTarget* object, TMethod method) {
+    Add(THandler(object, method));
+  }
+
+  /// Takes out the first handler equal to the given one; false when there is none.
+  bool Remove(const THandler& handler) {
+    auto& entries = fState->Entries;
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const TEntry& entry) {
+      return !entry.Removed && entry.Handler == handler;
+    });
+    if (found == entries.end()) return false;
+    found->Removed = true;
+    fState->Sweep();
+    return true;
+  }
+  template <class TTarget, class TMethod>
+  bool Remove(TTarget* object, TMethod method) {
+    return Remove(THandler(object, method));
+  }
+
+  /// Number of handlers, empty ones included, those whose object is gone not.
+  int Count() const {
+    return static_cast<int>(std::count_if(
+        fState->Entries.begin(), fState->Entries.end(),
+        [](const TEntry& entry) { return !entry.Removed && !entry.Handler.Gone(); }));
+  }
+
+  void operator()(TArgs... args) const {
+    const auto state = fState;  // a handler may destroy this list
+    TFirstError error;
+    ++state->Depth;
+    const std::size_t count = state->Entries.size();
+    for (std::size_t i = 0; i < count; ++i) {
+      if (state->Entries[i].Removed) continue;
+      error.Run([&] { state->Entries[i].Handler(args...); });
+    }
+    --state->Depth;
+    state->Sweep();
+    error.Raise();
+  }
+
+ private:
+  struct TEntry {
+    THandler Handler;
+    bool Removed;
+  };
+
+  struct TState {
+    // Entries keep their places while any call walks them.
+    void Sweep() {
+      if (Depth > 0) return;
+      std::erase_if(Entries, [](const TEntry& e) { return e.Removed || e.Handler.Gone(); });
+    }
+
+    std::vector<TEntry> Entries;
+    int Depth = 0;
+  };
+
+  std::shared_ptr<TState> fState = std::make_shared<TState>();
+};
+
+}  // namespace OrvixModBus

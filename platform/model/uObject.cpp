@@ -1,0 +1,42 @@
+#include "platform/model/uObject.h"
+
+#include <new>
+
+namespace OrvixModBus {
+namespace {
+
+void Drop(Detail::TLife* life) noexcept {
+  if (life != nullptr && --life->Shares == 0) delete life;
+}
+
+}  // namespace
+
+TObject::~TObject() {
+  if (fLife != nullptr) fLife->Object = nullptr;
+  Drop(fLife);
+}
+
+void TObject::ForgetReferences() noexcept {
+  // A reference taken from now on, by a handler say, must be nil too, so there is always a life.
+  if (fLife == nullptr) fLife = new (std::nothrow) Detail::TLife{nullptr, 1};
+  if (fLife != nullptr) fLife->Object = nullptr;
+}
+
+Detail::TLife* TObject::Life() {
+  if (fLife == nullptr) fLife = new Detail::TLife{this, 1};
+  return fLife;
+}
+
+TRefBase::TRefBase(TObject* object) {
+  if (object == nullptr) return;
+  fLife = object->Life();
+  ++fLife->Shares;
+}
+
+TRefBase::TRefBase(const TRefBase& other) noexcept : fLife(other.fLife) {
+  if (fLife != nullptr) ++fLife->Shares;
+}
+
+TRefBase::~TRefBase() { Drop(fLife); }
+
+}  // namespace OrvixModBus
