@@ -9,7 +9,7 @@
 namespace OrvixModBus {
 
 /// The code page for bytes that become text. At first the one of the system's language (see
-/// AnsiCodePageOfLocale). A setting of the run-time; any thread may read and change it.
+/// SystemAnsiCodePage). A setting of the run-time; any thread may read and change it.
 int AnsiCodePage();
 
 /// Takes one of the built-in pages: 1250 to 1258, 866, 20866 (KOI8-R) and 28591 (Latin-1).
@@ -23,5 +23,8 @@ std::string AnsiToUtf8(std::span<const std::uint8_t> data);
 /// The page that programs with one-byte texts use for the language of a POSIX locale name such as
 /// "ru_RU.UTF-8": 1252 where no other is known.
 int AnsiCodePageOfLocale(std::string_view locale);
+
+/// The page of the system's language; it may be one that is not built in, 1252 is used then.
+int SystemAnsiCodePage();
 
 }  // namespace OrvixModBus

@@ -43,7 +43,7 @@ class TFormatArg {
     using TBits = std::make_unsigned_t<decltype(+value)>;  // at least 32 bits, as %x shows them
     const bool negative = std::cmp_less(+value, 0);
     const auto whole = static_cast<std::uint64_t>(value);
-    return {negative, negative ? 0 - whole : whole, static_cast<TBits>(value)};
+    return {negative, negative ? 0 - whole : whole, static_cast<TBits>(whole)};
   }
 
   std::variant<TFormatInteger, double, std::string_view> fValue;
