@@ -60,7 +60,7 @@ void SetAnsiCodePage(int codePage) {
   Page() = page;
 }
 
-std::string AnsiToUtf8(std::span<const std::uint8_t> data) {
+std::string AnsiToUtf8(TByteView data) {
   const TCodePage& page = *Page().load();
   std::string text;
   text.reserve(data.size());

@@ -1,10 +1,10 @@
 #pragma once
 // uCodePage: the one-byte character sets in which devices send text.
 
-#include <cstdint>
-#include <span>
 #include <string>
 #include <string_view>
+
+#include "platform/rtl/uBytes.h"
 
 namespace OrvixModBus {
 
@@ -18,7 +18,7 @@ void SetAnsiCodePage(int codePage);
 
 /// Decodes bytes with the ANSI code page. Never fails and loses no byte: one that the page leaves
 /// undefined becomes the control character of the same number.
-std::string AnsiToUtf8(std::span<const std::uint8_t> data);
+std::string AnsiToUtf8(TByteView data);
 
 /// The page that programs with one-byte texts use for the language of a POSIX locale name such as
 /// "ru_RU.UTF-8": 1252 where no other is known.
