@@ -1,0 +1,153 @@
+#pragma once
+// uMBTypeInfo_Items: what all type descriptions and their collections have in common.
+
+#include <cstdint>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "platform/model/uCollection.h"
+#include "platform/model/uProperty.h"
+#include "platform/rtl/uBytes.h"
+#include "platform/rtl/uException.h"
+#include "platform/rtl/uVariant.h"
+#include "uMBLib.h"
+
+namespace OrvixModBus {
+
+/// The kind of a type: which description, if any, decodes the bytes.
+enum class TRegType : std::uint8_t {
+  rtNone,        ///< the application: OnNoneType
+  rtList,        ///< TMBRegTypeList
+  rtBin,         ///< TMBRegTypeBin
+  rtNum,         ///< TMBRegTypeNumber
+  rtStr,         ///< text in the ANSI code page, trimmed
+  rtStructur,    ///< up to 4 bytes, little-endian
+  rtCollection,  ///< not decoded
+};
+template <>
+struct TEnumNames<TRegType> {
+  static constexpr std::string_view Values[] = {"rtNone", "rtList",     "rtBin",       "rtNum",
+                                                "rtStr",  "rtStructur", "rtCollection"};
+};
+
+/// A set of kinds: `{TRegType::rtNum, TRegType::rtList}`.
+class TRegTypeSet {
+ public:
+  constexpr TRegTypeSet(std::initializer_list<TRegType> types) {
+    for (const TRegType type : types) fBits |= Bit(type);
+  }
+  constexpr bool Contains(TRegType type) const { return (fBits & Bit(type)) != 0; }
+  constexpr bool operator==(const TRegTypeSet&) const = default;
+
+ private:
+  static constexpr std::uint32_t Bit(TRegType type) {
+    const auto ordinal = static_cast<std::uint32_t>(type);
+    return ordinal < std::size(TEnumNames<TRegType>::Values) ? 1U << ordinal : 0;
+  }
+
+  std::uint32_t fBits = 0;
+};
+
+/// What a text or a value that its type does not know raises.
+struct TOutBoundException : Exception {
+  using Exception::Exception;
+};
+struct TListIndexException : TOutBoundException {
+  using TOutBoundException::TOutBoundException;
+};
+struct TListBoundException : TOutBoundException {
+  using TOutBoundException::TOutBoundException;
+};
+struct TBitBoundException : TOutBoundException {
+  using TOutBoundException::TOutBoundException;
+};
+/// For callers that miss an argument.
+struct TEmptyArgException : Exception {
+  using Exception::Exception;
+};
+
+/// The description of one type. Assign copies everything but the kind.
+class TMBRegTypeColItem : public TCollectionItem {
+ public:
+  const std::string& Name() const { return fName; }
+  void SetName(const std::string& value) { SetDisplayName(value); }
+  std::string GetDisplayName() const override { return fName; }
+  /// Stores another name (case matters), then notifies.
+  void SetDisplayName(const std::string& value) override;
+  TRegType RegType() const { return fRegType; }
+  void SetRegType(TRegType value) { fRegType = value; }
+
+  /// The bytes decoded; the cleared value in this base and for what the type has no value for.
+  virtual TRegValue DataToValue(const Bytes& data) const;
+  /// A text entered by a person; raises when the type has no such value, in this base always.
+  virtual Variant StrToVar(const std::string& str) const;
+  /// The allowed values in one line; raises in this base.
+  virtual std::string ConstraintStr() const;
+  /// This base: the first bytes (byteCount is 0 to 4) of the value as a little-endian integer.
+  virtual Bytes ValueToData(const Variant& value, std::uint8_t byteCount) const;
+  Bytes StrToData(const std::string& str, std::uint8_t byteCount) const;
+
+  static const TClassInfo& StaticClass();
+  const TClassInfo& ClassInfo() const override { return StaticClass(); }
+
+ protected:
+  /// Named by the prefix and the ID plus one.
+  TMBRegTypeColItem(TCollection* collection, std::string_view namePrefix, TRegType regType);
+
+ private:
+  std::string fName;
+  TRegType fRegType;
+};
+
+/// Descriptions of one class, owned by a catalogue.
+template <class TItem>
+class TMBRegTypeItems : public TCollection {
+ public:
+  explicit TMBRegTypeItems(TPersistent* owner)
+      : TCollection([](TCollection* c) -> TCollectionItem* { return new TItem(c); }),
+        fOwner(owner) {}
+
+  TPersistent* GetOwner() const override { return fOwner; }
+  TItem* Add() { return static_cast<TItem*>(TCollection::Add()); }
+  TItem* Items(int index) const { return static_cast<TItem*>(TCollection::Items(index)); }
+
+ private:
+  TPersistent* fOwner;
+};
+
+/// Descriptions found by name. Of equal names the first in order is meant; case matters.
+template <class TItem>
+class TMBRegTypeNamed : public TMBRegTypeItems<TItem> {
+ public:
+  using TMBRegTypeItems<TItem>::TMBRegTypeItems;
+
+  /// Nil when there is none. Costs the same in a long catalogue as in a short one.
+  TItem* GetItemByName(const std::string& name) const {
+    if (fRevision != this->Revision()) Learn();
+    const auto found = fByName.find(name);
+    return found != fByName.end() ? found->second : nullptr;
+  }
+  TItem* ItemByName(const std::string& name) const { return GetItemByName(name); }
+  /// Assigns value to the item of that name, if there is one.
+  void SetItemByName(const std::string& name, const TItem& value) {
+    if (TItem* const item = GetItemByName(name)) item->Assign(value);
+  }
+
+ private:
+  void Learn() const {
+    fByName.clear();
+    for (int i = 0; i < this->Count(); ++i) {
+      fByName.try_emplace(this->Items(i)->Name(), this->Items(i));
+    }
+    fRevision = this->Revision();
+  }
+
+  // The items' own names, as of a revision: every change of a name or of the list makes a new one.
+  mutable std::unordered_map<std::string_view, TItem*> fByName;
+  mutable std::uint64_t fRevision = 0;
+};
+
+}  // namespace OrvixModBus
