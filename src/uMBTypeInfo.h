@@ -16,7 +16,8 @@ namespace OrvixModBus {
 
 /// Decodes in the catalogue's place: `OnNoneType(regName, data)`.
 using TOnNoneType = TEvent<TRegValue(const std::string& regName, const Bytes& data)>;
-/// Runs before the catalogue decodes. Its result counts when it sets done, else it is dropped.
+/// Runs before the catalogue decodes. Its result counts when it sets done, else it is dropped. It
+/// must not destroy what the bytes belong to.
 using TOnDataToValue = TEvent<TRegValue(TRegType regType, const std::string& typeName,
                                         const Bytes& data, bool& done, const std::string& regName)>;
 

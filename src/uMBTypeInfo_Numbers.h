@@ -34,8 +34,9 @@ class TMBRegTypeNumber : public TMBRegTypeColItem {
   void SetDisplayFormat(const std::string& value) { fDisplayFormat = value; }
   void SetFromIndex(std::int32_t value) { fFromIndex = value; }
 
-  /// "-" for two and more bytes of 255, the cleared value out of range. Exception when the data
-  /// is too short, EConvertError when DisplayFormat takes no real.
+  /// "-" for two and more bytes of 255, the cleared value out of range; Int stays cleared when the
+  /// value is no 32-bit integer. Exception when the data is too short, EConvertError when
+  /// DisplayFormat takes no real.
   TRegValue DataToValue(const Bytes& data) const override;
   /// IntPart + RealPart bytes, whatever byteCount; neither range nor FromIndex count. EZeroDivide
   /// when Multiplier is 0, Exception for a negative number.
@@ -52,7 +53,7 @@ class TMBRegTypeNumber : public TMBRegTypeColItem {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  private:
-  Bytes OwnBytes(const Bytes& data) const;
+  TByteView OwnBytes(TByteView data) const;
 
   double fMinValue = 0, fMaxValue = 0, fStep = 0, fMultiplier = 0;
   std::string fDisplayFormat;

@@ -83,21 +83,28 @@ class TMBRegTypeStructurs : public TMBRegTypeItems<TMBRegTypeStructure> {
   TItems ItemsByStructurCode(std::int32_t structurCode, TItems result = {}) const;
 
   /// The texts of all fields of a block, in order: one for each field, one for each bit of a bit
-  /// field. No text for an unknown structure, and for a block that does not end with the last
-  /// field. EArgumentOutOfRangeException for a field outside the block, Exception for an unknown
-  /// bit description; both name structure and field. A handler may delete fields: they are left
-  /// out.
+  /// field. For an unknown structure, and a block that does not end with the last field, result
+  /// comes back as it was. EArgumentOutOfRangeException for a field outside the block, Exception
+  /// for an unknown bit type; both name structure and field. Fields that a handler deletes are
+  /// left out.
   TStringDynArray ValuesByStructurName(const std::string& structurName, const Bytes& data,
                                        TMBTypeInfo& typeInfo,
-                                       const TOnStructurDataToValue& onDataToValue);
+                                       const TOnStructurDataToValue& onDataToValue,
+                                       TStringDynArray result = {});
   /// From the first field of that name on; all fields when it is empty.
   TStringDynArray ValuesByStructurNameEx(const std::string& structurName, const Bytes& data,
                                          TMBTypeInfo& typeInfo,
                                          const TOnStructurDataToValue& onDataToValue,
-                                         const std::string& firstItemName);
+                                         const std::string& firstItemName,
+                                         TStringDynArray result = {});
 
   static const TClassInfo& StaticClass();
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
+
+ private:
+  void AppendValues(TStringDynArray& values, const TRef<TMBRegTypeStructure>& field,
+                    const Bytes& line, TMBTypeInfo& typeInfo,
+                    const TOnStructurDataToValue& onDataToValue);
 };
 
 /// The index of the first field of that name, case matters; -1 when there is none.
