@@ -37,8 +37,8 @@ void TLoop::Run() {
 bool TLoop::RunUntil(const std::function<bool()>& condition, std::chrono::nanoseconds timeout) {
   CheckThread();
   const auto start = Now();
-  const auto limit = timeout < TClock::time_point::max() - start ? start + timeout
-                                                                 : TClock::time_point::max();
+  const auto limit =
+      timeout < TClock::time_point::max() - start ? start + timeout : TClock::time_point::max();
   fStopped = false;
   while (!condition()) {
     if (std::exchange(fStopped, false)) return condition();

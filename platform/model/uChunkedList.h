@@ -57,9 +57,8 @@ class TChunkedList {
   /// it is true must stand in front.
   template <class TBefore>
   std::size_t PartitionPoint(TBefore before) const {
-    const auto chunk = std::partition_point(fChunks.begin(), fChunks.end(), [&](const TChunk& c) {
-      return before(c.Elements.back());
-    });
+    const auto chunk = std::partition_point(
+        fChunks.begin(), fChunks.end(), [&](const TChunk& c) { return before(c.Elements.back()); });
     if (chunk == fChunks.end()) return fSize;
     const auto element =
         std::partition_point(chunk->Elements.begin(), chunk->Elements.end(), before);

@@ -157,6 +157,7 @@ void TCollection::ItemChanged(TCollectionItem* item) {
 
 void TCollection::Touch(TCollectionItem* item) noexcept {
   ++fRevision;
+  if (item == nullptr) ++fListRevision;
   if (fUpdateCount > 0) {
     fChangedInUpdate = true;
   } else {

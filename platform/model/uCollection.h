@@ -84,6 +84,8 @@ class TCollection : public TPersistent {
 
   /// Grows with every change of the list or of an item that notifies: tells a cache its age.
   std::uint64_t Revision() const { return fRevision; }
+  /// Grows when items enter, leave or change places.
+  std::uint64_t ListRevision() const { return fListRevision; }
 
   static const TClassInfo& StaticClass();
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
@@ -108,6 +110,7 @@ class TCollection : public TPersistent {
   TItemFactory fFactory;
   std::vector<TCollectionItem*> fItems;
   std::uint64_t fRevision = 0;
+  std::uint64_t fListRevision = 0;
   int fNextID = 0;
   int fUpdateCount = 0;
   bool fChangedInUpdate = false;

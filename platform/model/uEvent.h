@@ -27,9 +27,9 @@ class TEvent<TResult(TArgs...)> {
 
   /// `event = {this, &Panel::Ready}`. A nil object makes an empty event.
   template <class TTarget, class TMethod>
-    requires std::is_member_function_pointer_v<TMethod> &&
-             std::is_invocable_r_v<TResult, TMethod, TTarget&, TArgs...>
-  TEvent(TTarget* object, TMethod method) {
+  requires std::is_member_function_pointer_v<TMethod> &&
+      std::is_invocable_r_v<TResult, TMethod, TTarget&, TArgs...>
+      TEvent(TTarget* object, TMethod method) {
     if (object != nullptr) {
       fHandler = std::make_shared<TMethodHandler<TTarget, TMethod>>(object, method);
     }
@@ -37,9 +37,8 @@ class TEvent<TResult(TArgs...)> {
 
   /// `event = [](TMBLetter& letter) { ... }`. Equal only to copies of itself.
   template <class TCallable>
-    requires(!std::is_same_v<std::remove_cvref_t<TCallable>, TEvent> &&
-             std::is_invocable_r_v<TResult, TCallable&, TArgs...>)
-  TEvent(TCallable callable)
+  requires(!std::is_same_v<std::remove_cvref_t<TCallable>, TEvent> &&
+           std::is_invocable_r_v<TResult, TCallable&, TArgs...>) TEvent(TCallable callable)
       : fHandler(std::make_shared<TCallableHandler<TCallable>>(std::move(callable))) {}
 
   bool Assigned() const { return fHandler != nullptr && !fHandler->Gone(); }
@@ -135,9 +134,9 @@ class TEventList<void(TArgs...)> {
 
   /// Number of handlers, empty ones included, those whose object is gone not.
   int Count() const {
-    return static_cast<int>(std::count_if(
-        fState->Entries.begin(), fState->Entries.end(),
-        [](const TEntry& entry) { return !entry.Removed && !entry.Handler.Gone(); }));
+    return static_cast<int>(
+        std::count_if(fState->Entries.begin(), fState->Entries.end(),
+                      [](const TEntry& entry) { return !entry.Removed && !entry.Handler.Gone(); }));
   }
 
   void operator()(TArgs... args) const {

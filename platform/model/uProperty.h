@@ -82,28 +82,42 @@ namespace Detail {
 
 template <class T>
 constexpr TPropertyKind KindOf() {
-  if constexpr (std::is_same_v<T, bool>) return TPropertyKind::pkBoolean;
-  else if constexpr (std::is_enum_v<T>) return TPropertyKind::pkEnumeration;
-  else if constexpr (std::is_integral_v<T>) return TPropertyKind::pkInteger;
-  else if constexpr (std::is_floating_point_v<T>) return TPropertyKind::pkFloat;
-  else if constexpr (std::is_pointer_v<T>) return TPropertyKind::pkReference;
-  else return TPropertyKind::pkString;
+  if constexpr (std::is_same_v<T, bool>)
+    return TPropertyKind::pkBoolean;
+  else if constexpr (std::is_enum_v<T>)
+    return TPropertyKind::pkEnumeration;
+  else if constexpr (std::is_integral_v<T>)
+    return TPropertyKind::pkInteger;
+  else if constexpr (std::is_floating_point_v<T>)
+    return TPropertyKind::pkFloat;
+  else if constexpr (std::is_pointer_v<T>)
+    return TPropertyKind::pkReference;
+  else
+    return TPropertyKind::pkString;
 }
 
 template <class T>
 TPropertyValue ToValue(const T& value) {
-  if constexpr (std::is_enum_v<T> || std::is_integral_v<T>) return static_cast<std::int64_t>(value);
-  else if constexpr (std::is_floating_point_v<T>) return static_cast<double>(value);
-  else if constexpr (std::is_pointer_v<T>) return static_cast<TPersistent*>(value);
-  else return std::string(value);
+  if constexpr (std::is_enum_v<T> || std::is_integral_v<T>)
+    return static_cast<std::int64_t>(value);
+  else if constexpr (std::is_floating_point_v<T>)
+    return static_cast<double>(value);
+  else if constexpr (std::is_pointer_v<T>)
+    return static_cast<TPersistent*>(value);
+  else
+    return std::string(value);
 }
 
 template <class T>
 T FromValue(const TPropertyValue& value) {
-  if constexpr (std::is_enum_v<T> || std::is_integral_v<T>) return static_cast<T>(std::get<std::int64_t>(value));
-  else if constexpr (std::is_floating_point_v<T>) return static_cast<T>(std::get<double>(value));
-  else if constexpr (std::is_pointer_v<T>) return dynamic_cast<T>(std::get<TPersistent*>(value));
-  else return T(std::get<std::string>(value));
+  if constexpr (std::is_enum_v<T> || std::is_integral_v<T>)
+    return static_cast<T>(std::get<std::int64_t>(value));
+  else if constexpr (std::is_floating_point_v<T>)
+    return static_cast<T>(std::get<double>(value));
+  else if constexpr (std::is_pointer_v<T>)
+    return dynamic_cast<T>(std::get<TPersistent*>(value));
+  else
+    return T(std::get<std::string>(value));
 }
 
 }  // namespace Detail

@@ -20,9 +20,7 @@ std::string_view NamePart(std::string_view line) {
 
 }  // namespace
 
-const std::string& TStringList::Strings(int index) const {
-  return fLines[CheckIndex(index)].Text;
-}
+const std::string& TStringList::Strings(int index) const { return fLines[CheckIndex(index)].Text; }
 
 void TStringList::SetString(int index, std::string_view text) {
   RefuseIfSorted();
@@ -203,8 +201,7 @@ void TStringList::RefuseIfSorted() const {
 }
 
 std::size_t TStringList::PlaceOf(std::string_view text) const {
-  return fLines.PartitionPoint(
-      [&](const TLine& line) { return CompareText(line.Text, text) < 0; });
+  return fLines.PartitionPoint([&](const TLine& line) { return CompareText(line.Text, text) < 0; });
 }
 
 void TStringList::InsertLine(std::size_t index, std::string_view text, TObject* object) {

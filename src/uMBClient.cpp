@@ -1,0 +1,481 @@
+#include "uMBClient.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/model/uProperty.h"
+#include "platform/rtl/uException.h"
+#include "platform/rtl/uFirstError.h"
+
+namespace OrvixModBus {
+namespace {
+
+constexpr std::size_t kMaxPagedWrite = 128;
+
+enum class TReplyRoad { Read, Write, Custom };
+
+TReplyRoad RoadOf(std::uint8_t command) {
+  switch (command) {
+    case 0x01:
+    case 0x02:
+    case 0x03:
+    case 0x04:
+    case 0x21:
+    case 0x43:
+    case 0x44:
+      return TReplyRoad::Read;
+    case 0x05:
+    case 0x06:
+    case 0x10:
+    case 0x6C:
+    case 0x65:
+    case 0x66:
+      return TReplyRoad::Write;
+    default:
+      return TReplyRoad::Custom;
+  }
+}
+
+// Positions in requests and replies count from 0 = server address, 1 = function code.
+std::size_t ByteAt(std::span<const std::uint8_t> frame, std::size_t position) {
+  return position < frame.size() ? frame[position] : 0;
+}
+
+// The bytes of the reply at from and after, as far as the reply holds them.
+void Slice(std::span<const std::uint8_t> reply, std::size_t from, std::size_t count,
+           Bytes& values) {
+  const auto rest = reply.subspan(std::min(from, reply.size()));
+  const auto part = rest.first(std::min(count, rest.size()));
+  values.assign(part.begin(), part.end());
+}
+
+void DecodeReply(const TModbusTransaction& transaction, std::uint8_t command, Bytes& values) {
+  const auto reply = transaction.Reply().Data();
+  switch (command) {
+    case 0x21: {
+      const std::size_t low = ByteAt(transaction.Request().Data(), 3);
+      return Slice(reply, low == 1 || low == 2 ? 3 : 2, 4, values);
+    }
+    case 0x43:
+    case 0x44:
+      if (reply.size() < 6) throw Exception("Error replay");
+      return Slice(reply, 6, reply[5], values);
+    case 0x05:
+    case 0x06:
+    case 0x10:
+    case 0x6C:
+      return Slice(reply, 4, 2, values);
+    case 0x65:
+    case 0x66:
+      values.assign(ByteAt(reply, 5), 0);  // the length alone: the written bytes don't come back
+      return;
+    default:
+      return Slice(reply, 3, ByteAt(reply, 2), values);
+  }
+}
+
+std::uint8_t Byte(std::uint32_t value, std::uint8_t index) {
+  return TMBLib::ByteFromCardinal(value, index);
+}
+
+}  // namespace
+
+void TMBConnection::Assign(const TPersistent& source) {
+  const auto* other = dynamic_cast<const TMBConnection*>(&source);
+  if (other == nullptr) return TComponent::Assign(source);
+  SetRTU(other->RTU());
+  SetTCP(other->TCP());
+  SetConnectionType(other->ConnectionType());
+}
+
+const TClassInfo& TMBConnection::StaticClass() {
+  static const TClassInfo info(
+      "TMBConnection", &TComponent::StaticClass(),
+      {
+          Published("RTU", &TMBConnection::RTU, &TMBConnection::SetRTU, nullptr),
+          Published("TCP", &TMBConnection::TCP, &TMBConnection::SetTCP, nullptr),
+          Published("ConnectionType", &TMBConnection::ConnectionType,
+                    &TMBConnection::SetConnectionType, TConnectionType::mbRtu),
+      });
+  return info;
+}
+
+const TClassInfo& TLetterOwnerInfo::StaticClass() {
+  static const TClassInfo info("TLetterOwnerInfo", &TComponent::StaticClass(), {});
+  return info;
+}
+
+TMBClient::TMBClient(TComponent* owner)
+    : TComponent(owner),
+      fConnection(new TMBConnection(this)),
+      fRTUClient(new TRTUClient(this)),
+      fTCPClient(new TTCPClient(this)),
+      fEmulClient(new TEmulClient(this)) {
+  fRTUClient->OnCustomTransactionComplete = {this, &TMBClient::CustomTransactionComplete};
+  fRTUClient->OnServerIDReport = {this, &TMBClient::OnDevId};
+  fRTUClient->OnTransactionEnded = {this, &TMBClient::TransactionEnded};
+  fEmulClient->OnRead = {this, &TMBClient::OnEmulRead};
+  fEmulClient->OnWrite = {this, &TMBClient::OnEmulWrite};
+}
+
+TMBClient::~TMBClient() { BeginDestroy(); }
+
+void TMBClient::SetConnection(TMBConnection* value) {
+  CheckThread();
+  TMBConnection* const former = fConnection.Get();
+  if (value == former) return;
+  if (value != nullptr && !value->IsEmul()) fRTUClient->SetConnection(value->RTU());
+  fConnection = value;
+  if (former != nullptr && former->Owner() == this) delete former;
+}
+
+void TMBClient::SetAdres(std::uint8_t value) {
+  if (value != GetAdres()) fRTUClient->SetServerAddress(value);
+}
+
+bool TMBClient::Active() const {
+  if (IsEmul()) return true;
+  return fConnection && fConnection->RTU() != nullptr && fConnection->RTU()->Active();
+}
+
+void TMBClient::Read(std::uint8_t func, std::uint32_t start, std::uint16_t countInBytes,
+                     TObject* letterOwner, std::span<const std::uint8_t> data) {
+  CheckThread();
+  if (!fConnection) return;
+  if (fConnection->ConnectionType() == TConnectionType::mbTCP) {
+    fTCPClient->SetConnection(fConnection->TCP());
+    return;
+  }
+  if (!BindToActiveLine()) return;
+  TLetterOwnerInfo& info = NewInfo(letterOwner, start);
+  switch (func) {
+    case 0x14:
+    case 0x18:
+    case 0x20:
+    case 0x24:
+    case 0x41:
+      if (data.empty()) return Release(info);
+      Queue(func, data, info);
+      break;
+    default:
+      QueueRead(func, start, countInBytes, info);
+  }
+  DoOnWorkStart();
+}
+
+// One more transaction carries info, unless queueing it throws.
+template <class TAction>
+void TMBClient::Carry(TLetterOwnerInfo& info, TAction queue) {
+  ++info.Transactions;
+  try {
+    queue();
+  } catch (...) {
+    if (--info.Transactions == 0) Release(info);
+    throw;
+  }
+}
+
+void TMBClient::QueueRead(std::uint8_t func, std::uint32_t start, std::uint16_t countInBytes,
+                          TLetterOwnerInfo& info) {
+  const std::uint8_t high = Byte(start, 1), low = Byte(start, 0);
+  const auto request = [&](unsigned quantity) {
+    const std::uint8_t data[] = {high, low, Byte(quantity, 1), Byte(quantity, 0)};
+    Queue(func, data, info);
+  };
+  switch (func) {
+    case 0x01:
+    case 0x02:
+      return request(countInBytes);
+    case 0x03:
+    case 0x04:
+      return request(countInBytes / 2u);
+    case 0x21:
+      return request(0);
+    case 0x11:
+      return Carry(info, [&] { fRTUClient->ReportServerID(&info); });
+    case 0x43:
+    case 0x44:
+      return QueuePagedRead(func, start, countInBytes, info);
+    default:
+      return Release(info);
+  }
+}
+
+// Only the low byte of a count is sent, so sums over counts are taken modulo 256 as well.
+void TMBClient::QueuePagedRead(std::uint8_t func, std::uint32_t start, std::uint16_t count,
+                               TLetterOwnerInfo& info) {
+  const std::uint8_t page = Byte(start, 2);
+  const auto request = [&](unsigned byteCount) {
+    const std::uint8_t data[] = {page, Byte(start, 1), Byte(start, 0), Byte(byteCount, 0)};
+    Queue(func, data, info);
+  };
+  if (Byte(start + (count & 0xFFu), 2) == page) return request(count);
+  const std::uint32_t boundary =
+      TMBLib::ByteArToCardinal(Bytes{0, static_cast<std::uint8_t>((page + 1u) & 0xFFu), 0, 0});
+  request(Byte(boundary, 0) - unsigned{Byte(start, 0)});
+  request(Byte(start, 0) + unsigned{count} - Byte(boundary, 0));
+}
+
+void TMBClient::Write(std::uint8_t func, std::uint32_t start, const Bytes& value,
+                      TObject* letterOwner) {
+  CheckThread();
+  if (!fConnection || fConnection->ConnectionType() != TConnectionType::mbRtu) return;
+  if (!BindToActiveLine()) return;
+  if ((func == 0x65 || func == 0x66) && value.size() > kMaxPagedWrite) {
+    throw Exception("Максимально допустимое кол-во байт для записи по $66, $65 функции = 128");
+  }
+  QueueWrite(func, start, value, NewInfo(letterOwner, start));
+  DoOnWorkStart();
+}
+
+void TMBClient::QueueWrite(std::uint8_t func, std::uint32_t start, const Bytes& value,
+                           TLetterOwnerInfo& info) {
+  const auto length = static_cast<std::uint8_t>(value.size() & 0xFF);
+  switch (func) {
+    case 0x05:
+    case 0x06:
+    case 0x6C:
+      if (value.size() % 2 != 0 || value.empty()) return Release(info);
+      for (std::uint32_t i = 0; 2 * std::size_t{i} < value.size(); ++i) {
+        const std::uint8_t data[] = {Byte(start + i, 1), Byte(start + i, 0), value[2 * i],
+                                     value[2 * i + 1]};
+        Queue(func, data, info);
+      }
+      return;
+    case 0x10: {
+      const auto count = static_cast<std::uint32_t>(value.size() / 2);
+      fRequest = {Byte(start, 1), Byte(start, 0), Byte(count, 1), Byte(count, 0), length};
+      break;
+    }
+    case 0x65:
+    case 0x66:
+      fRequest = {Byte(start, 2), Byte(start, 1), Byte(start, 0), length};
+      break;
+    default:
+      return Release(info);
+  }
+  fRequest.insert(fRequest.end(), value.begin(), value.end());
+  Queue(func, fRequest, info);
+}
+
+void TMBClient::InitCustomTransaction(std::uint8_t func, std::span<const std::uint8_t> data,
+                                      TObject* letterOwner) {
+  CheckThread();
+  if (!fConnection || fConnection->ConnectionType() != TConnectionType::mbRtu) return;
+  fRTUClient->SetConnection(fConnection->RTU());
+  Queue(func, data, NewInfo(letterOwner, 0));
+}
+
+int TMBClient::CountPendingTransactions() const {
+  if (IsEmul()) return fEmulClient->CountPendingTransactions();
+  if (!fConnection || fConnection->ConnectionType() == TConnectionType::mbTCP) return 0;
+  const TMBRTUConnection* line = fConnection->RTU();
+  return line != nullptr ? line->CountPendingTransactions(fRTUClient) : 0;
+}
+
+void TMBClient::ClearWaitQueueAllLetters() {
+  CheckThread();
+  if (!fConnection) return;
+  TMBRTUConnection* const line = fConnection->RTU();
+  if (fConnection->ConnectionType() == TConnectionType::mbRtu && line != nullptr) {
+    line->DiscardPendingTransactions(nullptr);
+  }
+  OnClearWaitQueue(*this);
+}
+
+void TMBClient::ReadEmul(TMBReg& reg, TObject* letterOwner) {
+  fEmulClient->ReadRegs(reg, letterOwner);
+  DoOnWorkStart();
+}
+
+void TMBClient::WriteEmul(const TMBReg& reg, const Bytes& value, TObject* letterOwner) {
+  fEmulClient->WriteReg(reg, value, letterOwner);
+  DoOnWorkStart();
+}
+
+void TMBClient::CustomTransactionComplete(TModbusClient& sender, TModbusTransaction& transaction,
+                                          std::uint8_t command) {
+  if (fDisableHandling || transaction.UserData() == nullptr) return;
+  OnCompleteTransaction();
+  const auto* info = dynamic_cast<const TLetterOwnerInfo*>(transaction.UserData());
+  if (info == nullptr) return;
+  const TRef<TObject> letterOwner = info->LetterOwner;
+  const std::uint32_t startAdres = info->StartAdres;
+  const TRef<TMBClient> self(this);
+  TFirstError error;
+  error.Run([&] { DoChekAnswer(transaction.ServerReply(), command, startAdres); });
+  error.Run([&] {
+    if (self) RaiseReply(sender, transaction, command, startAdres, letterOwner.Get());
+  });
+  error.Raise();
+}
+
+void TMBClient::RaiseReply(TModbusClient& sender, TModbusTransaction& transaction,
+                           std::uint8_t command, std::uint32_t startAdres, TObject* letterOwner) {
+  const TReplyRoad road = RoadOf(command);
+  if (road == TReplyRoad::Custom) return DoOnCastomTrunsaction(sender, transaction, command);
+  const TServerReply kind = transaction.ServerReply();
+  Bytes values = std::exchange(fValues, {});  // a handler may run the loop and come here again
+  values.clear();
+  if (kind == TServerReply::srNormalReply) DecodeReply(transaction, command, values);
+  const TRef<TMBClient> self(this);
+  TFirstError error;
+  error.Run([&] {
+    const auto raise = road == TReplyRoad::Read ? &TMBClient::DoOnRead : &TMBClient::DoOnWrite;
+    (this->*raise)(kind, command, startAdres, values, letterOwner);
+  });
+  if (self) fValues = std::move(values);
+  error.Raise();
+}
+
+void TMBClient::OnDevId(TModbusClient& /*sender*/, const TTransactionInfo& info, int /*count*/,
+                        const Bytes& data) {
+  const auto* ownerInfo = dynamic_cast<const TLetterOwnerInfo*>(info.UserData.Get());
+  if (fDisableHandling || ownerInfo == nullptr) return;
+  const TRef<TObject> letterOwner = ownerInfo->LetterOwner;
+  const std::uint32_t startAdres = ownerInfo->StartAdres;
+  const Bytes values = data;
+  const TRef<TMBClient> self(this);
+  TFirstError error;
+  error.Run([&] { DoChekAnswer(info.Reply, 0x11, startAdres); });
+  error.Run([&] {
+    if (self) DoOnRead(info.Reply, 0x11, startAdres, values, letterOwner.Get());
+  });
+  error.Raise();
+}
+
+void TMBClient::OnEmulRead(TMBReg& reg, TObject* letterOwner) {
+  // Emulation leaves out $02, as this system does.
+  constexpr std::uint8_t kEmulated[] = {0x01, 0x03, 0x04, 0x21, 0x43, 0x44};
+  const std::uint8_t func = reg.MBFuncRead();
+  const std::uint32_t adress = reg.Adress();
+  const TRef<TMBClient> self(this);
+  const TRef<TObject> owner(letterOwner);
+  Bytes values;
+  TFirstError error;
+  if (std::ranges::find(kEmulated, func) != std::end(kEmulated)) {
+    error.Run([&] { OnGetEmulData(reg, values); });
+  }
+  if (self) {
+    error.Run([&] { DoOnRead(TServerReply::srNormalReply, func, adress, values, owner.Get()); });
+  }
+  error.Raise();
+}
+
+void TMBClient::OnEmulWrite(TMBReg& reg, Bytes& data, TObject* letterOwner) {
+  const TRef<TMBClient> self(this);
+  const TRef<TObject> owner(letterOwner);
+  TFirstError error;
+  if (OnSetEmulData) {
+    error.Run([&] { OnSetEmulData(reg, data); });
+  } else {
+    data.clear();
+  }
+  if (self) {
+    error.Run([&] {
+      DoOnWrite(TServerReply::srNormalReply, reg.MBFuncWrite(), reg.Adress(), data, owner.Get());
+    });
+  }
+  error.Raise();
+}
+
+void TMBClient::Assign(const TPersistent& source) {
+  const auto* other = dynamic_cast<const TMBClient*>(&source);
+  if (other == nullptr) return TComponent::Assign(source);
+  SetConnection(other->Connection());
+}
+
+void TMBClient::DoOnRead(TServerReply serverReply, std::uint8_t func, std::uint32_t startReg,
+                         const Bytes& values, TObject* letterOwner) {
+  Raise(OnReadList, OnRead, serverReply, func, startReg, values, letterOwner);
+}
+
+void TMBClient::DoOnWrite(TServerReply serverReply, std::uint8_t func, std::uint32_t startReg,
+                          const Bytes& values, TObject* letterOwner) {
+  Raise(OnWriteList, OnWrite, serverReply, func, startReg, values, letterOwner);
+}
+
+void TMBClient::Raise(const TMBEventList& list, const TMBEvent& event, TServerReply serverReply,
+                      std::uint8_t func, std::uint32_t startReg, const Bytes& values,
+                      TObject* letterOwner) {
+  const TRef<TMBClient> self(this);
+  const TRef<TObject> owner(letterOwner);  // a listener may destroy it
+  TFirstError error;
+  if (MBCntrlOn) {
+    error.Run([&] { list(*this, serverReply, func, startReg, values, owner.Get()); });
+  }
+  error.Run([&] {
+    if (self) event(*this, serverReply, func, startReg, values, owner.Get());
+  });
+  error.Raise();
+}
+
+void TMBClient::DoOnCastomTrunsaction(TModbusClient& sender, TModbusTransaction& transaction,
+                                      std::uint8_t command) {
+  OnCastomTrunsaction(sender, transaction, command);
+}
+
+void TMBClient::DoChekAnswer(TServerReply serverReply, std::uint8_t command,
+                             std::uint32_t startAdres) {
+  switch (serverReply) {
+    case TServerReply::srNone:
+      return OnNoneAnswer(*this, serverReply, command, startAdres);
+    case TServerReply::srInvalidFrame:
+    case TServerReply::srUnexpectedReply:
+    case TServerReply::srUnmatchedReply:
+    case TServerReply::srExceptionReply:
+      return OnExeptionAnswer(*this, serverReply, command, startAdres);
+    case TServerReply::srNormalReply:
+      return;
+  }
+}
+
+bool TMBClient::BindToActiveLine() {
+  if (IsEmul() || !Active()) return false;
+  fRTUClient->SetConnection(fConnection->RTU());
+  return true;
+}
+
+void TMBClient::Queue(std::uint8_t func, std::span<const std::uint8_t> data,
+                      TLetterOwnerInfo& info) {
+  Carry(info, [&] { fRTUClient->InitCustomTransaction(func, data, false, &info); });
+}
+
+TLetterOwnerInfo& TMBClient::NewInfo(TObject* letterOwner, std::uint32_t startAdres) {
+  if (fFreeInfos.empty()) fFreeInfos.push_back(new TLetterOwnerInfo(this));
+  TLetterOwnerInfo& info = *fFreeInfos.back();
+  fFreeInfos.pop_back();
+  info.LetterOwner = letterOwner;
+  info.StartAdres = startAdres;
+  return info;
+}
+
+void TMBClient::Release(TLetterOwnerInfo& info) {
+  info.LetterOwner = nullptr;
+  fFreeInfos.push_back(&info);
+}
+
+void TMBClient::TransactionEnded(TModbusTransaction& transaction) {
+  auto* info = dynamic_cast<TLetterOwnerInfo*>(transaction.UserData());
+  if (info == nullptr || info->Owner() != this || info->Transactions == 0) return;
+  if (--info->Transactions == 0) Release(*info);
+}
+
+const TClassInfo& TMBClient::StaticClass() {
+  static const TClassInfo info(
+      "TMBClient", &TComponent::StaticClass(),
+      {
+          Published("Connection", &TMBClient::Connection, &TMBClient::SetConnection, nullptr),
+          Published("Adres", &TMBClient::GetAdres, &TMBClient::SetAdres, 1),
+          PublishedEvent("OnRead", &TMBClient::OnRead),
+          PublishedEvent("OnWrite", &TMBClient::OnWrite),
+          PublishedEvent("OnNoneAnswer", &TMBClient::OnNoneAnswer),
+          PublishedEvent("OnExeptionAnswer", &TMBClient::OnExeptionAnswer),
+          PublishedEvent("OnGetEmulData", &TMBClient::OnGetEmulData),
+          PublishedEvent("OnSetEmulData", &TMBClient::OnSetEmulData),
+          PublishedEvent("OnWorkStart", &TMBClient::OnWorkStart),
+      });
+  return info;
+}
+
+}  // namespace OrvixModBus

@@ -1,0 +1,347 @@
+#include "uMBLetters.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/model/uProperty.h"
+#include "platform/rtl/uException.h"
+#include "platform/rtl/uFirstError.h"
+
+namespace OrvixModBus {
+namespace {
+
+// Function codes in the order in which a letter reads them.
+constexpr std::uint8_t kReadFuncs[] = {0x01, 0x02, 0x03, 0x04, 0x21, 0x43, 0x44};
+constexpr std::uint8_t kWriteMultipleRegisters = 0x10;
+constexpr std::uint8_t kWriteSingleCoil = 0x05;
+// Completion is told by the counters of the codes 1 to 102.
+constexpr std::size_t kLastCheckedFunc = 0x66;
+
+bool IsBitFunc(std::uint8_t func) { return func == 0x01 || func == 0x02; }
+bool IsPagedRead(std::uint8_t func) { return func == 0x43 || func == 0x44; }
+bool IsPagedWrite(std::uint8_t func) { return func == 0x65 || func == 0x66; }
+
+// Emulation leaves out $02, as this system does.
+bool IsReadEmulated(std::uint8_t func) {
+  return func != 0x02 && std::ranges::find(kReadFuncs, func) != std::end(kReadFuncs);
+}
+
+// Does a reply with these values, read from startReg on, hold the whole register?
+bool Covers(std::uint8_t func, std::uint32_t startReg, const Bytes& values, const TMBReg& reg) {
+  const std::int64_t start = startReg;
+  const std::int64_t adress = reg.Adress();
+  const auto length = static_cast<std::int64_t>(values.size());
+  if (adress < start) return false;
+  if (IsBitFunc(func)) return start + 8 * length - 1 >= adress + reg.GetRegsCount() / 8;
+  if (IsPagedRead(func)) return start + length >= adress + reg.CountInByte();
+  return start + length / 2 >= adress + reg.GetRegsCount();
+}
+
+// Bytes for every function code, also where addresses count registers.
+bool CoversWritten(std::uint32_t startReg, const Bytes& values, const TMBReg& reg) {
+  const std::uint64_t end = std::uint64_t{reg.Adress()} + static_cast<unsigned>(reg.CountInByte());
+  return reg.Adress() >= startReg && startReg + values.size() >= end;
+}
+
+// Stores the values from offset on into the register's bytes, as far as both reach.
+void CopyValues(TMBReg& reg, const Bytes& values, std::uint64_t offset) {
+  const int count = reg.CountInByte();
+  for (int j = 0; j < count; ++j) {
+    const std::uint64_t index = offset + static_cast<std::uint64_t>(j);
+    if (index >= values.size()) return;
+    reg.SetData(static_cast<std::uint16_t>(j), values[index]);
+  }
+}
+
+// Every byte of a bit register takes the register's one bit.
+void CopyBit(TMBReg& reg, const Bytes& values, std::uint32_t offset) {
+  const auto bit = static_cast<std::uint16_t>(offset & 0xFFFF);
+  if (bit / 8u >= values.size()) return;
+  const bool set = TMBLib::BitFromAr(values, bit, false);
+  const int count = reg.CountInByte();
+  for (int j = 0; j < count; ++j) {
+    reg.SetData(static_cast<std::uint16_t>(j), static_cast<std::uint8_t>(set));
+  }
+}
+
+void TakeReply(std::uint8_t func, std::uint32_t startReg, const Bytes& values, TMBReg& reg) {
+  const std::uint32_t distance = reg.Adress() - startReg;
+  if (IsBitFunc(func)) return CopyBit(reg, values, distance);
+  const std::uint64_t width = IsPagedRead(func) ? 1 : reg.BytesInOneReg();
+  CopyValues(reg, values, distance * width);
+}
+
+std::string& LogFileName() {
+  static std::string name;
+  return name;
+}
+
+}  // namespace
+
+TMBLetter::TMBLetter(TComponent* owner)
+    : TComponent(owner),
+      fRegs(*this),
+      fReadPlaces(fRegs, &TMBReg::MBFuncRead),
+      fWritePlaces(fRegs, &TMBReg::MBFuncWrite) {}
+
+TMBLetter::~TMBLetter() {
+  SetClient(nullptr);
+  BeginDestroy();
+}
+
+void TMBLetter::SetClient(TMBClient* value) {
+  CheckThread();
+  if (value == fClient.Get()) return;
+  if (fClient) {
+    fClient->OnReadList.Remove(this, &TMBLetter::OnRead);
+    fClient->OnWriteList.Remove(this, &TMBLetter::OnWrite);
+    fClient->OnClearWaitQueue.Remove(this, &TMBLetter::OnClearWaitQueue);
+  }
+  fClient = value;
+  if (value == nullptr) return;
+  value->OnReadList.Add(this, &TMBLetter::OnRead);
+  value->OnWriteList.Add(this, &TMBLetter::OnWrite);
+  value->OnClearWaitQueue.Add(this, &TMBLetter::OnClearWaitQueue);
+}
+
+void TMBLetter::ReadAllRegs(const TMBRegProc& proc) {
+  TMBRegList list = fRegs.RegList();
+  ReadRegs(list, proc);
+}
+
+void TMBLetter::ReadRegsByName(std::span<const std::string> names) {
+  TMBRegList list;
+  for (const std::string& name : names) {
+    if (TMBReg* reg = fRegs.GetItemByName(name)) list.push_back(reg);
+  }
+  ReadRegs(list, {});
+}
+
+void TMBLetter::ReadRegsByItem(std::span<const std::uint32_t> items) {
+  TMBRegList list;
+  for (const std::uint32_t item : items) {
+    constexpr std::uint32_t kPastEveryEnd = 0x7FFFFFFF;
+    list.push_back(fRegs.GetItem(static_cast<int>(std::min(item, kPastEveryEnd))));
+  }
+  ReadRegs(list, {});
+}
+
+void TMBLetter::ReadRegsByArray(std::span<TMBReg* const> regs) {
+  TMBRegList list(regs.begin(), regs.end());
+  ReadRegs(list, {});
+}
+
+void TMBLetter::ReadRegs(TMBRegList& list, const TMBRegProc& proc) {
+  CheckThread();
+  if (list.empty()) return;
+  if (!fClient) throw Exception("MBClient not assigned");
+  SortMBRegs(list);
+  if (fClient->IsEmul()) return ReadEmulated(list, proc);
+  const TRef<TMBLetter> self(this);  // events of the client may destroy the letter
+  for (const std::uint8_t func : kReadFuncs) {
+    if (!self) return;
+    ReadOptimizeRegs(MBRegsOptimize(list, fMaxHole, func), func, proc);
+  }
+}
+
+void TMBLetter::ReadEmulated(const TMBRegList& list, const TMBRegProc& proc) {
+  const TRef<TMBLetter> self(this);
+  for (TMBReg* reg : list) {
+    if (!IsReadEmulated(reg->MBFuncRead())) continue;
+    if (!self || !fClient) return;
+    fClient->ReadEmul(*reg, this);
+    if (!self) return;
+    CountRequest(reg->MBFuncRead());
+    if (proc) proc(*reg);
+  }
+}
+
+void TMBLetter::ReadOptimizeRegs(const TMBGroupList& groups, std::uint8_t func,
+                                 const TMBRegProc& proc) {
+  const TRef<TMBLetter> self(this);
+  for (const auto& group : groups) {
+    if (func != 0x21 && group->GetRegsCount() == 0) continue;
+    if (!self || !fClient) return;
+    const int count = group->GetRegsCount() * group->BytesInOneReg();
+    fClient->Read(func, group->Adress(), static_cast<std::uint16_t>(count), this, {});
+    if (!self) return;
+    CountRequest(func);
+    if (proc) proc(*group);
+  }
+}
+
+TMBGroupList TMBLetter::CreateOptimizedRegList(std::span<const std::string> names,
+                                               std::uint8_t func) const {
+  TMBRegList list;
+  for (const std::string& name : names) {
+    if (TMBReg* reg = fRegs.GetItemByName(name)) list.push_back(reg);
+  }
+  SortMBRegs(list);
+  return MBRegsOptimize(list, fMaxHole, func);
+}
+
+void TMBLetter::OnRead(TMBClient& /*sender*/, TServerReply serverReply, std::uint8_t func,
+                       std::uint32_t startReg, const Bytes& values, TObject* letterOwner) {
+  if (letterOwner != this) return;
+  if (func < fWaitQueue.size() && fWaitQueue[func] > 0) --fWaitQueue[func];
+  const TRef<TMBLetter> self(this);
+  TFirstError error;
+  error.Run([&] {
+    if (ChekServerReply(serverReply, func) && self) SpreadRead(func, startReg, values);
+  });
+  if (self && IsComplete(func)) error.Run([&] { DoOnReadAllRegs(); });
+  error.Raise();
+}
+
+void TMBLetter::SpreadRead(std::uint8_t func, std::uint32_t startReg, const Bytes& values) {
+  if (std::ranges::find(kReadFuncs, func) == std::end(kReadFuncs)) return;
+  const std::uint64_t reach = values.size() * (IsBitFunc(func) ? 8 : 1);
+  auto found = std::exchange(fFound, {});
+  fReadPlaces.Find(func, startReg, startReg + reach, found);
+  ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
+    if (!Covers(func, startReg, values, *reg)) return true;
+    error.Run([&] { TakeReply(func, startReg, values, *reg); });
+    TellUpdated(reg, false, error);
+    return true;
+  });
+}
+
+void TMBLetter::OnWrite(TMBClient& /*sender*/, TServerReply serverReply, std::uint8_t func,
+                        std::uint32_t startReg, const Bytes& values, TObject* letterOwner) {
+  if (letterOwner != this) return;
+  if (func < fWaitQueue.size()) --fWaitQueue[func];
+  const TRef<TMBLetter> self(this);
+  TFirstError error;
+  bool done = false;
+  error.Run([&] {
+    if (!ChekServerReply(serverReply, func) || !self) return;
+    if (func == kWriteMultipleRegisters) {
+      done = true;
+      DoOnWriteAllRegs();
+    } else if (IsPagedWrite(func)) {
+      done = TellWritten(func, startReg, values);
+    } else {
+      SpreadWritten(func, startReg, values);
+    }
+  });
+  if (self && !done && IsComplete(func)) error.Run([&] { DoOnWriteAllRegs(); });
+  error.Raise();
+}
+
+void TMBLetter::SpreadWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values) {
+  auto found = std::exchange(fFound, {});
+  fWritePlaces.Find(func, startReg, startReg + values.size(), found);
+  ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
+    if (!CoversWritten(startReg, values, *reg)) return true;
+    const std::uint64_t offset = (reg->Adress() - startReg) * std::uint64_t{reg->BytesInOneReg()};
+    error.Run([&] { CopyValues(*reg, values, offset); });
+    TellUpdated(reg, true, error);
+    return func != kWriteSingleCoil;
+  });
+}
+
+bool TMBLetter::TellWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values) {
+  bool done = false;
+  auto remaining = static_cast<std::int64_t>(values.size());
+  auto found = std::exchange(fFound, {});
+  fWritePlaces.Find(func, startReg, startReg + values.size(), found);
+  ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
+    if (!CoversWritten(startReg, values, *reg)) return true;
+    done = !OnWriteReg;
+    if (done) return false;
+    remaining -= reg->CountInByte();
+    error.Run([&] { OnWriteReg(*this, *reg); });
+    done = remaining < 1;
+    return !done;
+  });
+  return done;
+}
+
+// Calls action(reg, error) for the registers that still live when their turn comes, until it
+// returns false or the letter itself is destroyed. Gives the list back for the next reply.
+template <class TAction>
+void TMBLetter::ForEachAlive(std::vector<TRef<TMBReg>>& found, TAction action) {
+  const TRef<TMBLetter> self(this);
+  TFirstError error;
+  for (const TRef<TMBReg>& reg : found) {
+    if (!self || (reg && !action(reg, error))) break;
+  }
+  if (self) fFound = std::move(found);
+  error.Raise();
+}
+
+// Decodes a register whose bytes have just come and tells of it. A handler may destroy the
+// register or the letter at any step.
+void TMBLetter::TellUpdated(const TRef<TMBReg>& reg, bool written, TFirstError& error) {
+  const TRef<TMBLetter> self(this);
+  const auto step = [&](auto action) {
+    if (self && reg) error.Run(action);
+  };
+  step([&] { reg->DataToValue(); });
+  step([&] { RegDataChange(*reg); });
+  step([&] {
+    if (written) OnWriteReg(*this, *reg);
+  });
+  step([&] { DoOnRegDataChange(*reg); });
+}
+
+void TMBLetter::OnClearWaitQueue(TObject& /*sender*/) { ClearWaitQueue(); }
+
+bool TMBLetter::ChekServerReply(TServerReply serverReply, std::uint8_t func) {
+  switch (serverReply) {
+    case TServerReply::srNone:
+      OnNoneAnswer(*this, func);
+      return false;
+    case TServerReply::srInvalidFrame:
+    case TServerReply::srUnexpectedReply:
+    case TServerReply::srUnmatchedReply:
+    case TServerReply::srExceptionReply:
+      OnExeptionAnswer(*this, func);
+      return false;
+    case TServerReply::srNormalReply:
+      return true;
+  }
+  return false;
+}
+
+bool TMBLetter::ChekAllRegsResive() const {
+  return std::all_of(fWaitQueue.begin() + 1, fWaitQueue.begin() + kLastCheckedFunc + 1,
+                     [](std::uint32_t count) { return count == 0; });
+}
+
+std::uint32_t TMBLetter::WaitQueue(std::uint8_t func) const {
+  return func < fWaitQueue.size() ? fWaitQueue[func] : 0;
+}
+
+void TMBLetter::CountRequest(std::uint8_t func) {
+  if (func < fWaitQueue.size()) ++fWaitQueue[func];
+}
+
+bool TMBLetter::IsComplete(std::uint8_t func) const {
+  return WaitQueue(func) == 0 && ChekAllRegsResive();
+}
+
+const TClassInfo& TMBLetter::StaticClass() {
+  static const TClassInfo info(
+      "TMBLetter", &TComponent::StaticClass(),
+      {
+          Published("Client", &TMBLetter::Client, &TMBLetter::SetClient, nullptr),
+          Published("MaxHole", &TMBLetter::MaxHole, &TMBLetter::SetMaxHole, 0),
+          PublishedPart<TMBLetter, TMBRegs>("Regs", &TMBLetter::Regs),
+          PublishedEvent("OnReadAllRegs", &TMBLetter::OnReadAllRegs),
+          PublishedEvent("OnRegDataChange", &TMBLetter::OnRegDataChange),
+          PublishedEvent("OnExeptionAnswer", &TMBLetter::OnExeptionAnswer),
+          PublishedEvent("OnNoneAnswer", &TMBLetter::OnNoneAnswer),
+          PublishedEvent("OnWriteReg", &TMBLetter::OnWriteReg),
+          Published("ChanelID", &TMBLetter::ChanelID, &TMBLetter::SetChanelID, 0),
+      });
+  return info;
+}
+
+void EnableLogging(const std::string& fileName) { LogFileName() = fileName; }
+
+bool LoggingEnabled() { return !LogFileName().empty(); }
+
+const std::string& LoggingFileName() { return LogFileName(); }
+
+}  // namespace OrvixModBus

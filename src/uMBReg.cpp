@@ -1,0 +1,293 @@
+#include "uMBReg.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "platform/model/uProperty.h"
+#include "platform/rtl/uException.h"
+#include "platform/rtl/uText.h"
+
+namespace OrvixModBus {
+namespace {
+
+void CheckSize(int bytes) {
+  if (bytes > kMaxRegBytes) throw Exception("More then 250 bytes in reg");
+}
+
+}  // namespace
+
+TMBReg::TMBReg(TCollection* collection)
+    : TCollectionItem(collection), fName("Reg" + std::to_string(ID())) {
+  TMBLib::ClearValue(fValue);
+  Introduce();
+}
+
+TMBReg::~TMBReg() {
+  if (fIndexLines > 0) Names()->Forget(*this);
+}
+
+std::uint8_t TMBReg::GetRegsCount() const {
+  if (fBytesInOneReg == 0) return 0;
+  return static_cast<std::uint8_t>(fData.size() / fBytesInOneReg);
+}
+
+void TMBReg::SetDisplayName(const std::string& value) {
+  if (value == fName) return;
+  if (Names() != nullptr) Names()->ChangeName(fName, value, *this);
+  fName = value;
+  TCollectionItem::SetDisplayName(value);
+}
+
+void TMBReg::SetRegAdress(std::uint32_t value) {
+  if (value == fAdress) return;
+  fAdress = value;
+  Moved();
+}
+
+void TMBReg::SetMBFuncRead(std::uint8_t value) {
+  if (value == fMBFuncRead) return;
+  fMBFuncRead = value;
+  Moved();
+}
+
+void TMBReg::SetMBFuncWrite(std::uint8_t value) {
+  if (value == fMBFuncRead) return;
+  fMBFuncWrite = value;
+  Moved();
+}
+
+void TMBReg::SetRegsCount(std::uint8_t value) {
+  const int size = value * fBytesInOneReg;
+  CheckSize(size);
+  if (size == CountInByte()) return;
+  fData.resize(static_cast<std::size_t>(size));
+  Changed(false);
+}
+
+void TMBReg::SetBytesInOneReg(std::uint8_t value) {
+  const int size = value * GetRegsCount();
+  CheckSize(size);
+  if (value == fBytesInOneReg) return;
+  fData.resize(static_cast<std::size_t>(size));
+  fBytesInOneReg = value;
+  Changed(false);
+}
+
+void TMBReg::SetCaption(const std::string& value) {
+  if (value == fCaption) return;
+  fCaption = value;
+  Changed(false);
+}
+
+void TMBReg::SetData(std::uint16_t index, std::uint8_t value) {
+  if (index > fData.size()) throw Exception("Array index error");
+  if (index == fData.size()) {
+    fData.push_back(value);
+  } else {
+    fData[index] = value;
+  }
+  DoOnDataChange();
+}
+
+std::uint8_t TMBReg::GetData(std::uint16_t index) const {
+  if (index >= fData.size()) throw Exception("Array index error");
+  return fData[index];
+}
+
+bool TMBReg::IsDataZero() const {
+  return std::ranges::all_of(fData, [](std::uint8_t byte) { return byte == 0; });
+}
+
+void TMBReg::ClearData() { std::ranges::fill(fData, std::uint8_t{0}); }
+
+std::vector<std::uint16_t> TMBReg::GetDataAsWordAr() const {
+  std::vector<std::uint16_t> words((fData.size() + 1) / 2);
+  for (std::size_t i = 1; i < fData.size(); i += 2) words[i / 2] = fData[i];
+  return words;
+}
+
+std::string TMBReg::DataToStr() const { return Trim(TMBLib::ByteArToStr(fData, 0)); }
+
+void TMBReg::DataToValue() {
+  if (fTypeInfo) {
+    fValue = fTypeInfo->DataToValue(fRegType, fRegTypeName, fData, fName, -1);
+  } else if (fRegType == TRegType::rtStr) {
+    fValue.Srt = DataToStr();
+  } else {
+    OnDataToValue(fData, fValue);
+  }
+}
+
+void TMBReg::DataToMin() {
+  if (!fTypeInfo) return;
+  switch (fRegType) {
+    case TRegType::rtNum:
+      return NumberToMin();
+    case TRegType::rtStr:
+      std::ranges::fill(fData, std::uint8_t{' '});
+      return;
+    default:
+      return ClearData();
+  }
+}
+
+void TMBReg::NumberToMin() {
+  const TMBRegTypeNumber* type = fTypeInfo->TypeNumbers().GetItemByName(fRegTypeName);
+  if (type == nullptr) throw Exception("Type " + fRegTypeName + "not in DB");
+  if (type->Multiplier() == 0) throw EZeroDivide();
+  const double least = type->MinValue() / type->Multiplier();
+  if (type->RealPart() > 0) {
+    fData = TMBLib::RealToByteAr(least, type->IntPart(), type->RealPart());
+    return;
+  }
+  const double whole = std::trunc(least);
+  if (!(whole >= std::numeric_limits<std::int32_t>::min() &&
+        whole <= std::numeric_limits<std::int32_t>::max())) {
+    throw EConvertError("The least value of type " + fRegTypeName + " needs more than 32 bits");
+  }
+  auto rest = static_cast<std::int32_t>(whole);
+  for (auto byte = fData.rbegin(); byte != fData.rend(); ++byte) {
+    *byte = static_cast<std::uint8_t>(rest & 0xFF);
+    rest >>= 8;  // arithmetic: bytes in front of the number repeat its sign
+  }
+}
+
+TMBRegTypeColItem* TMBReg::GetRegTypeItem() const {
+  if (!fTypeInfo) return nullptr;
+  switch (fRegType) {
+    case TRegType::rtList:
+      return fTypeInfo->TypeLists().GetItemByName(fRegTypeName);
+    case TRegType::rtBin:
+      return fTypeInfo->TypeBins().GetItemByName(fRegTypeName);
+    case TRegType::rtNum:
+      return fTypeInfo->TypeNumbers().GetItemByName(fRegTypeName);
+    case TRegType::rtStructur:
+      return fTypeInfo->TypeStructurs().GetItemByName(fName, fRegTypeName);
+    default:
+      return nullptr;
+  }
+}
+
+void TMBReg::Assign(const TPersistent& source) {
+  const auto* reg = dynamic_cast<const TMBReg*>(&source);
+  if (reg == nullptr) return TCollectionItem::Assign(source);
+  SetDisplayName(reg->fName);
+  SetRegAdress(reg->fAdress);
+  fChanelIndex = reg->fChanelIndex;
+  SetCaption(reg->fCaption);
+  SetMBFuncRead(reg->fMBFuncRead);
+  SetMBFuncWrite(reg->fMBFuncWrite);
+  SetBytesInOneReg(reg->fBytesInOneReg);
+  SetRegsCount(reg->GetRegsCount());
+  fRegType = reg->fRegType;
+  fRegTypeName = reg->fRegTypeName;
+  fTypeInfo = reg->fTypeInfo;
+  const auto count = static_cast<std::uint16_t>(reg->fData.size() % 256);
+  for (std::uint16_t i = 0; i < count; ++i) SetData(i, reg->GetData(i));
+}
+
+TRegNameCollection* TMBReg::Names() const {
+  return dynamic_cast<TRegNameCollection*>(Collection());
+}
+
+void TMBReg::Moved() {
+  if (Names() != nullptr) ++Names()->fMoves;
+  Changed(false);
+}
+
+void TMBReg::DoOnDataChange() {
+  if (!OnDataChange) return;
+  const TRef<TMBReg> self(this);  // the handler may delete its register
+  OnDataChange(*this);
+  if (self) Changed(false);
+}
+
+const TClassInfo& TMBReg::StaticClass() {
+  static const TClassInfo info(
+      "TMBReg", &TCollectionItem::StaticClass(),
+      {
+          Published("Name", &TMBReg::Name, &TMBReg::SetDisplayName),
+          Published("ChanelIndex", &TMBReg::ChanelIndex, &TMBReg::SetChanelIndex, -1),
+          Published("Adress", &TMBReg::Adress, &TMBReg::SetRegAdress, 1),
+          Published("MBFuncRead", &TMBReg::MBFuncRead, &TMBReg::SetMBFuncRead, 3),
+          Published("MBFuncWrite", &TMBReg::MBFuncWrite, &TMBReg::SetMBFuncWrite, 0),
+          Published("BytesInOneReg", &TMBReg::BytesInOneReg, &TMBReg::SetBytesInOneReg, 1),
+          Published("Count", &TMBReg::GetRegsCount, &TMBReg::SetRegsCount, 0),
+          Published("Caption", &TMBReg::Caption, &TMBReg::SetCaption, ""),
+          Published("RegType", &TMBReg::RegType, &TMBReg::SetRegType, TRegType::rtNone),
+          Published("RegTypeName", &TMBReg::RegTypeName, &TMBReg::SetTypeName, ""),
+          Published("TypeInfo", &TMBReg::TypeInfo, &TMBReg::SetTypeInfo, nullptr),
+          PublishedEvent("OnDataChange", &TMBReg::OnDataChange),
+          PublishedEvent("OnDataToValue", &TMBReg::OnDataToValue),
+      });
+  return info;
+}
+
+TRegNameCollection::TRegNameCollection()
+    : TCollection([](TCollection* c) -> TCollectionItem* { return new TMBReg(c); }) {
+  fNames.SetSorted(true);
+}
+
+// The registers leave the index while there is one.
+TRegNameCollection::~TRegNameCollection() { TRegNameCollection::Clear(); }
+
+int TRegNameCollection::NameIndex(const std::string& name) const {
+  return fNames.IndexOf(TMBLib::DeleteBitFromRegName(name));
+}
+
+TMBReg* TRegNameCollection::RegByIndex(int index) const {
+  return static_cast<TMBReg*>(fNames.Objects(index));
+}
+
+void TRegNameCollection::SetRegValue(int index, TMBReg& reg) {
+  --RegByIndex(index)->fIndexLines;
+  fNames.SetObject(index, &reg);
+  ++reg.fIndexLines;
+}
+
+void TRegNameCollection::SetNameByIndex(int index, const std::string& name) {
+  TMBReg& reg = *RegByIndex(index);
+  DelByIndex(index);
+  AddRegItem(name, reg);
+}
+
+void TRegNameCollection::AddRegItem(const std::string& name, TMBReg& reg) {
+  const int count = fNames.Count();
+  fNames.AddObject(TMBLib::DeleteBitFromRegName(name), &reg);
+  reg.fIndexLines += fNames.Count() - count;
+}
+
+void TRegNameCollection::ChangeName(const std::string& oldName, const std::string& newName,
+                                    TMBReg& reg) {
+  const int index = NameIndex(oldName);
+  if (index < 0) return AddRegItem(newName, reg);
+  if (RegByIndex(index) != &reg) SetRegValue(index, reg);
+  SetNameByIndex(index, newName);
+}
+
+void TRegNameCollection::DelByIndex(int index) {
+  --RegByIndex(index)->fIndexLines;
+  fNames.Delete(index);
+}
+
+void TRegNameCollection::Clear() {
+  fNames.Clear();  // first: the registers need not be taken out one by one
+  TCollection::Clear();
+}
+
+void TRegNameCollection::Forget(TMBReg& reg) noexcept {
+  const int index = NameIndex(reg.fName);
+  if (index >= 0 && RegByIndex(index) == &reg) DelByIndex(index);
+  // Lines under other names come from AddRegItem and SetRegValue; they are few.
+  for (int i = fNames.Count() - 1; i >= 0 && reg.fIndexLines > 0; --i) {
+    if (RegByIndex(i) == &reg) DelByIndex(i);
+  }
+}
+
+const TClassInfo& TRegNameCollection::StaticClass() {
+  static const TClassInfo info("TRegNameCollection", &TCollection::StaticClass(), {});
+  return info;
+}
+
+}  // namespace OrvixModBus
