@@ -1,0 +1,110 @@
+#include "platform/rtl/uFold.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "platform/rtl/uText.h"
+#include "tests/rtl/TestRows.h"
+
+namespace OrvixModBus {
+namespace {
+
+struct TFoldRow {
+  const char* name;
+  const char* text;
+  const char* folded;
+};
+
+class FoldCaseText : public testing::TestWithParam<TFoldRow> {};
+
+TEST_P(FoldCaseText, IsSmallLetters) {
+  const auto& [name, text, folded] = GetParam();
+  EXPECT_EQ(FoldCase(text), folded);
+  EXPECT_EQ(FoldCase(folded), folded);
+  EXPECT_TRUE(SameText(text, folded));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, FoldCaseText,
+    testing::Values(TFoldRow{"Empty", "", ""},
+                    TFoldRow{"Ascii", "Reg_0[AZaz]@`{", "reg_0[azaz]@`{"},
+                    TFoldRow{"Western", "ÀÖØÞßàöøþÿ×÷", "àöøþßàöøþÿ×÷"},
+                    TFoldRow{"CentralEuropean", "ĀĎĐĮĲĶĹŁŇŊŠŶŸŹŽſ", "āďđįĳķĺłňŋšŷÿźžs"},
+                    TFoldRow{"TurkishDots", "Iİıi", "iİıi"}, TFoldRow{"Romanian", "ȘȚ", "șț"},
+                    TFoldRow{"Pinyin", "ǍǛǞǮ", "ǎǜǟǯ"},
+                    TFoldRow{"Greek", "ΆΈΊΌΎΏΑΡΣΫΣίσυφος", "άέίόύώαρσϋσίσυφοσ"},
+                    TFoldRow{"MicroSignIsMu", "µ", "μ"},
+                    TFoldRow{"Russian", "АПРЯЁ насос", "апряё насос"},
+                    TFoldRow{"Neighbours", "ЀЂЄІЇЎЏҐӀӁӐԮ", "ѐђєіїўџґӏӂӑԯ"},
+                    TFoldRow{"OldCyrillic", "ѠҀ҂", "ѡҁ҂"},
+                    TFoldRow{"OtherScriptsPass", "中文 Ա א", "中文 Ա א"}),
+    TRowName());
+
+TEST(FoldCase, PassesBytesThatAreNoText) {
+  EXPECT_EQ(FoldCase("A\xFF\xC3"
+                     "B\xD0"),
+            "a\xFF\xC3"
+            "b\xD0");
+}
+
+TEST(FoldChar, LeavesEveryFoldedCharacterAlone) {
+  for (char32_t code = 0; code < 0x3000; ++code) {
+    EXPECT_EQ(FoldChar(FoldChar(code)), FoldChar(code)) << static_cast<unsigned>(code);
+  }
+}
+
+struct TOrderRow {
+  const char* name;
+  const char* a;
+  const char* b;
+  int order;
+};
+
+class CompareTextOrder : public testing::TestWithParam<TOrderRow> {};
+
+TEST_P(CompareTextOrder, IsThatOfTheFoldedTexts) {
+  const auto& [name, a, b, order] = GetParam();
+  EXPECT_EQ(CompareText(a, b), order);
+  EXPECT_EQ(CompareText(b, a), -order);
+  EXPECT_EQ(SameText(a, b), order == 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CompareTextOrder,
+                         testing::Values(TOrderRow{"BothEmpty", "", "", 0},
+                                         TOrderRow{"PrefixComesFirst", "ab", "ABC", -1},
+                                         TOrderRow{"CaseIgnored", "Pump", "pUMP", 0},
+                                         TOrderRow{"CyrillicCaseIgnored", "НАСОС", "насос", 0},
+                                         TOrderRow{"FoldedUnderscoreBeforeLetters", "_", "A", -1},
+                                         TOrderRow{"DigitsBeforeLetters", "1", "a", -1},
+                                         TOrderRow{"LatinBeforeCyrillic", "z", "А", -1},
+                                         TOrderRow{"LoneByteAfterCharacters", "\xF4\x8F\xBF\xBF",
+                                                   "\x80", -1},
+                                         TOrderRow{"LoneBytesByValue", "\x80", "\xFF", -1},
+                                         TOrderRow{"DifferentCyrillic", "Б", "а", 1}),
+                         TRowName());
+
+TEST(CompareText, OrdersRandomTextsTotallyAndAsTheirFoldedForms) {
+  std::mt19937 random(3);
+  const std::vector<std::string> pieces{"a", "A", "b",    "_",    "Я", "я",
+                                        "Ä", "ä", "\xD0", "\xFF", "€"};
+  std::vector<std::string> texts;
+  for (int i = 0; i < 200; ++i) {
+    std::string text;
+    for (unsigned n = random() % 4; n > 0; --n) text += pieces[random() % pieces.size()];
+    texts.push_back(text);
+  }
+  std::sort(texts.begin(), texts.end(),
+            [](const auto& a, const auto& b) { return CompareText(a, b) < 0; });
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    for (std::size_t j = i; j < texts.size(); ++j) {
+      EXPECT_LE(CompareText(texts[i], texts[j]), 0);
+      EXPECT_EQ(SameText(texts[i], texts[j]), FoldCase(texts[i]) == FoldCase(texts[j]));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace OrvixModBus
