@@ -13,8 +13,9 @@ namespace OrvixModBus {
 namespace {
 
 constexpr int kMaxPlaces = 6;
-// Of a fraction: what lies below is the error of the double, not a digit.
-constexpr double kDoubleError = 1e-15;
+// What the rounding of a fraction to a double (2^-54 at most) has grown to after a product by ten:
+// no more than this is no digit.
+constexpr double kRoundingError = 10 * std::numeric_limits<double>::epsilon() / 4;
 
 bool IsMissing(TByteView bytes) {
   return bytes.size() > 1 && std::ranges::all_of(bytes, [](std::uint8_t b) { return b == 255; });
@@ -79,7 +80,7 @@ std::string TMBRegTypeNumber::ConstraintStr() const {
 std::uint8_t TMBRegTypeNumber::NumAfterPoint(double value) const {
   std::uint8_t places = 0;
   double fraction = std::abs(value) - std::floor(std::abs(value));
-  while (fraction > kDoubleError && places < kMaxPlaces) {
+  while (fraction > kRoundingError && places < kMaxPlaces) {
     fraction = FractionOfTenfold(fraction);
     ++places;
   }
