@@ -70,8 +70,8 @@ TCable::~TCable() {
 }
 
 void TCable::Carry() {
-  std::array<pollfd, 3> ends{{{fA.Handle(), POLLIN, 0}, {fB.Handle(), POLLIN, 0},
-                              {fEnd.ReadEnd(), POLLIN, 0}}};
+  std::array<pollfd, 3> ends{
+      {{fA.Handle(), POLLIN, 0}, {fB.Handle(), POLLIN, 0}, {fEnd.ReadEnd(), POLLIN, 0}}};
   for (;;) {
     if (poll(ends.data(), ends.size(), -1) < 0) continue;
     if (ends[2].revents != 0) return;

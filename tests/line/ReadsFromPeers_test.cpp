@@ -104,7 +104,7 @@ void ExpectTheirValues(const TMBRegs& regs) {
 }
 
 TEST_P(ReadsFromPeers, AllFourTablesInOneLetter) {
-  for (const std::uint8_t func : {0x01, 0x02, 0x03, 0x04}) {
+  for (const std::uint8_t func : kStandardReads) {
     for (const std::uint32_t adress : {0u, 1u, 2u, 7u, 8u, 9u, 300u, 511u, 9999u}) {
       AddReg(func, adress, 1);
     }

@@ -59,24 +59,28 @@ inline std::vector<TRequestedRun> RunsByTheRules(std::vector<TMBReg*> regs, std:
     const std::size_t past = i + 1 < beginnings.size() ? beginnings[i + 1] : matching.size();
     const std::int64_t units = spans[past - 1].End - spans[first].Start;
     if (units == 0) continue;
-    runs.push_back({func, spans[first].Start, units,
+    runs.push_back({func,
+                    spans[first].Start,
+                    units,
                     {matching.begin() + static_cast<std::ptrdiff_t>(first),
                      matching.begin() + static_cast<std::ptrdiff_t>(past)}});
   }
   return runs;
 }
 
+inline constexpr std::uint8_t kStandardReads[] = {0x01, 0x02, 0x03, 0x04};
+
 /// The requests, as function code and data, that read a set whose registers of $03, $04 have two
 /// bytes and those of $01, $02 one; its other registers are left out.
 inline std::vector<Bytes> RequestsByTheRules(const TMBRegs& regs) {
   std::vector<Bytes> requests;
-  for (const std::uint8_t func : {0x01, 0x02, 0x03, 0x04}) {
+  for (const std::uint8_t func : kStandardReads) {
     for (const TRequestedRun& run : RunsByTheRules(regs.RegList(), func)) {
       const auto byte = [](std::int64_t value, int index) {
         return static_cast<std::uint8_t>((value >> (8 * index)) & 0xFF);
       };
-      requests.push_back({func, byte(run.Start, 1), byte(run.Start, 0), byte(run.Units, 1),
-                          byte(run.Units, 0)});
+      requests.push_back(
+          {func, byte(run.Start, 1), byte(run.Start, 0), byte(run.Units, 1), byte(run.Units, 0)});
     }
   }
   return requests;

@@ -1,0 +1,184 @@
+#include "Plant.h"
+
+#include "tools/simulator/uSimulatedFormula.h"
+
+namespace OrvixModBus {
+namespace {
+
+struct TNumberRow {
+  const char* Name;
+  double Min, Max;
+  std::uint8_t IntPart, RealPart;
+  double Step, Multiplier;
+  const char* DisplayFormat;
+};
+
+constexpr TNumberRow kNumbers[] = {
+    {"Temperature", -500, 9999, 2, 0, 0.1, 0.1, "%.1f"},  // signed tenths of a degree
+    {"Pressure", 0, 255, 1, 1, 0.01, 1, "%.2f"},          // one byte before the point, one behind
+    {"Percent", 0, 1000, 2, 0, 0.1, 0.1, "%.1f"},
+    {"Speed", 0, 3000, 2, 0, 1, 1, ""},
+    {"Flow", 0, 65535, 2, 0, 0.01, 0.01, "%.2f"},
+    {"Hours", 0, 4294967295.0, 4, 0, 0.1, 0.1, "%.1f"},
+    {"Count", 0, 4294967295.0, 4, 0, 1, 1, ""},
+    {"Word", 0, 65535, 2, 0, 1, 1, ""},
+};
+
+struct TRegRow {
+  const char* Name;
+  std::uint8_t Func;
+  std::uint32_t Adress;
+  std::uint8_t Bytes, Count;
+  TRegType Kind;
+  const char* Type;
+  const char* Caption;
+};
+
+using enum TRegType;
+
+constexpr TRegRow kRegs[] = {
+    {"FeedTemp", 0x03, 100, 2, 1, rtNum, "Temperature", "°C  feed water"},
+    {"ReturnTemp", 0x03, 101, 2, 1, rtNum, "Temperature", "°C  return water"},
+    {"FlueTemp", 0x03, 102, 2, 1, rtNum, "Temperature", "°C  flue gas"},
+    {"TankTemp", 0x03, 103, 2, 1, rtNum, "Temperature", "°C  hot water tank"},
+    {"OutdoorTemp", 0x03, 104, 2, 1, rtNum, "Temperature", "°C  outdoors"},
+    {"RoomTemp", 0x03, 105, 2, 1, rtNum, "Temperature", "°C  control room"},
+    {"FeedPressure", 0x03, 110, 2, 1, rtNum, "Pressure", "bar feed water"},
+    {"GasPressure", 0x03, 111, 2, 1, rtNum, "Pressure", "bar gas"},
+    {"SetPoint", 0x03, 120, 2, 1, rtNum, "Temperature", "°C  wanted feed"},
+    {"TankSetPoint", 0x03, 121, 2, 1, rtNum, "Temperature", "°C  wanted tank"},
+    {"Mode", 0x03, 130, 2, 1, rtList, "Mode", "operating mode"},
+    {"Alarms", 0x03, 131, 2, 1, rtBin, "Alarms", "alarm word"},
+    {"SerialNumber", 0x03, 140, 2, 8, rtStr, "", "serial number"},
+    {"Pump1Speed", 0x03, 152, 2, 1, rtNum, "Speed", "1/min"},
+    {"Pump2Speed", 0x03, 153, 2, 1, rtNum, "Speed", "1/min"},
+    {"FanSpeed", 0x03, 154, 2, 1, rtNum, "Speed", "1/min"},
+    {"BurnerHours", 0x03, 160, 2, 2, rtNum, "Hours", "h   burner"},
+    {"PumpHours", 0x03, 162, 2, 2, rtNum, "Hours", "h   pumps"},
+    {"BurnerStarts", 0x03, 164, 2, 2, rtNum, "Count", "starts of the burner"},
+    {kRefusedReg, 0x03, 900, 2, 1, rtNum, "Temperature", "not fitted in this plant"},
+    {"Modulation", 0x04, 0, 2, 1, rtNum, "Percent", "%   burner"},
+    {"ValveOpening", 0x04, 1, 2, 1, rtNum, "Percent", "%   mixing valve"},
+    {"Oxygen", 0x04, 2, 2, 1, rtNum, "Percent", "%   O2 in the flue gas"},
+    {"GasFlow", 0x04, 10, 2, 1, rtNum, "Flow", "m3/h"},
+    {"WaterFlow", 0x04, 11, 2, 1, rtNum, "Flow", "m3/h"},
+    {"GasMeter", 0x04, 12, 2, 2, rtNum, "Count", "m3  gas"},
+    {"Pump1", 0x01, 0, 1, 1, rtBin, "OnOff", "pump 1"},
+    {"Pump2", 0x01, 1, 1, 1, rtBin, "OnOff", "pump 2"},
+    {"Burner", 0x01, 2, 1, 1, rtBin, "OnOff", "burner"},
+    {"GasValve", 0x01, 3, 1, 1, rtBin, "OnOff", "gas valve"},
+    {"Flame", 0x02, 16, 1, 1, rtBin, "OnOff", "flame seen"},
+    {"DoorOpen", 0x02, 17, 1, 1, rtBin, "OnOff", "door contact"},
+    {"LowWater", 0x02, 18, 1, 1, rtBin, "OnOff", "low water contact"},
+    {"HeatMeter", 0x21, 16, 2, 2, rtNum, "Count", "kWh heat"},
+    {"Recipe", 0x43, 0x01FF00, 1, 8, rtStr, "", "recipe name, paged memory"},
+    {"RecipeRamp", 0x43, 0x01FF08, 1, 2, rtNum, "Temperature", "°C/h, paged memory"},
+    {"RecipeHold", 0x43, 0x01FF0A, 1, 2, rtNum, "Word", "min, paged memory"},
+    {"RecipeSteps", 0x43, 0x01FF0C, 1, 2, rtNum, "Word", "steps, paged memory"},
+    {"LastService", 0x43, 0x020010, 1, 10, rtStr, "", "date, paged memory"},
+    {kSilentReg, 0x44, 0x030000, 1, 2, rtNum, "Word", "its server is switched off"},
+};
+
+void Fill(TStringList& lines, std::initializer_list<const char*> texts) {
+  for (const char* text : texts) lines.Add(text);
+}
+
+std::vector<std::uint32_t> Words(std::string_view text) {
+  std::vector<std::uint32_t> words;
+  for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    words.push_back(byte(i) * 256u + byte(i + 1));
+  }
+  return words;
+}
+
+std::vector<std::uint32_t> Characters(std::string_view text) {
+  std::vector<std::uint32_t> bytes;
+  for (const char c : text) bytes.push_back(static_cast<unsigned char>(c));
+  return bytes;
+}
+
+// The alarm word: low pressure comes and goes, a service reminder stays.
+std::uint32_t AlarmsAt(double seconds) {
+  const bool lowPressure = static_cast<std::int64_t>(seconds) % 4 >= 2;
+  return (lowPressure ? 1u << 1 : 0u) | 1u << 9;
+}
+
+void BuildHolding(TSimulatedTable& holding) {
+  holding.SetFormula(100, 1, SineFormula(790, 830, 20));
+  holding.SetFormula(101, 1, SineFormula(610, 640, 30));
+  holding.Set(102, {1682, 553});
+  holding.Set(104, {0x10000 - 74, 213});  // -7.4 degrees outdoors
+  holding.Set(110, {0x0480, 0x0040});
+  holding.Set(120, {800, 550});
+  holding.Set(130, {2});
+  holding.SetFormula(131, 1, [](std::uint32_t, double seconds) { return AlarmsAt(seconds); });
+  holding.Set(140, Words("BK-2040-00173   "));
+  holding.SetFormula(152, 1, SineFormula(1440, 1460, 7));
+  holding.Set(153, {0, 1210});
+  holding.Set(160, {0x0001, 0xE0A7, 0x0003, 0x1180, 0x0000, 0x0D2F});
+}
+
+void BuildInput(TSimulatedTable& input) {
+  input.SetFormula(0, 1, SineFormula(600, 700, 15));
+  input.Set(1, {425, 31});
+  input.Set(10, {1875, 642, 0x0002, 0x4C1B});
+}
+
+}  // namespace
+
+void DescribeTypes(TMBTypeInfo& types) {
+  for (const TNumberRow& row : kNumbers) {
+    TMBRegTypeNumber& number = *types.TypeNumbers().Add();
+    number.SetName(row.Name);
+    number.SetMinValue(row.Min);
+    number.SetMaxValue(row.Max);
+    number.SetIntPart(row.IntPart);
+    number.SetRealPart(row.RealPart);
+    number.SetStep(row.Step);
+    number.SetMultiplier(row.Multiplier);
+    number.SetDisplayFormat(row.DisplayFormat);
+  }
+  TMBRegTypeList& mode = *types.TypeLists().Add();
+  mode.SetName("Mode");
+  Fill(mode.Dictionary(), {"0=Off", "1=Stand-by", "2=Heating", "3=Hot water", "4=Fault"});
+  TMBRegTypeBin& alarms = *types.TypeBins().Add();
+  alarms.SetName("Alarms");
+  Fill(alarms.Dictionary(),
+       {"0=|flame failure", "1=|low feed pressure", "2=|over-temperature", "9=|service due"});
+  TMBRegTypeBin& onOff = *types.TypeBins().Add();
+  onOff.SetName("OnOff");
+  Fill(onOff.Dictionary(), {"0=off|on"});
+}
+
+void DescribeRegisters(TMBRegs& regs, TMBTypeInfo& types) {
+  regs.SetMBTypeInfo(&types);
+  for (const TRegRow& row : kRegs) {
+    TMBReg& reg = *regs.Add();
+    reg.SetDisplayName(row.Name);
+    reg.SetMBFuncRead(row.Func);
+    reg.SetRegAdress(row.Adress);
+    reg.SetBytesInOneReg(row.Bytes);
+    reg.SetRegsCount(row.Count);
+    reg.SetRegType(row.Kind);
+    reg.SetTypeName(row.Type);
+    reg.SetCaption(row.Caption);
+  }
+}
+
+void BuildPlant(TSimulator& simulator) {
+  TSimulatedDevice& device = simulator.Device(kPlantAdres);
+  BuildHolding(device.Holding);
+  BuildInput(device.Input);
+  device.Coils.Set(0, {1, 0, 1, 1});
+  device.Discrete.Set(16, {1, 0, 0});
+  device.Extended.Set(16, {184312});
+  device.Paged.Set(0x01FF00, Characters("WINTER 2"));
+  device.Paged.Set(0x01FF08, {0x00, 0x78, 0x00, 0x2D, 0x00, 0x06});
+  device.Paged.Set(0x020010, Characters("2026-09-14"));
+  device.Paged.Set(0x030000, {0, 0});
+  // The panel's memory is there, but nobody answers for it.
+  simulator.Faults.push_back({.Address = kPlantAdres, .Function = 0x44, .Fault = EFault::Silence});
+}
+
+}  // namespace OrvixModBus

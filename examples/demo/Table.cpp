@@ -1,0 +1,61 @@
+#include "Table.h"
+
+#include <cstdio>
+
+#include "platform/rtl/uText.h"
+
+namespace OrvixModBus {
+namespace {
+
+// Long data is shown by its beginning; it would push the values off the screen.
+constexpr std::size_t kShownBytes = 6;
+
+// Pads by characters: names of units are not ASCII.
+std::string Padded(const std::string& text, std::size_t width) {
+  const std::size_t length = Utf8Length(text);
+  return text + std::string(length < width ? width - length : 0, ' ');
+}
+
+std::string ShortHex(const Bytes& data) {
+  if (data.size() <= kShownBytes) return HexText(data);
+  return HexText(std::span(data).first(kShownBytes - 1)) + " ...";
+}
+
+void PrintRow(const TMBReg& reg) {
+  char place[32];
+  std::snprintf(place, sizeof place, "%8u   $%02X", reg.Adress(), reg.MBFuncRead());
+  std::printf("%s%s   %s%s%s\n", Padded(reg.Name(), 14).c_str(), place,
+              Padded(ShortHex(reg.Data()), 20).c_str(), Padded(ValueText(reg), 24).c_str(),
+              reg.Caption().c_str());
+}
+
+}  // namespace
+
+std::string HexText(std::span<const std::uint8_t> bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    char pair[4];
+    std::snprintf(pair, sizeof pair, "%02X ", byte);
+    text += pair;
+  }
+  if (!text.empty()) text.pop_back();
+  return text;
+}
+
+std::string ValueText(const TMBReg& reg) {
+  if (reg.RegType() != TRegType::rtBin) return reg.ValueStr();
+  std::string text;
+  for (const std::string& part : Split(reg.ValueStr(), '|')) {
+    if (part.empty()) continue;
+    text += (text.empty() ? "" : ", ") + part;
+  }
+  return text;
+}
+
+void PrintTable(const TMBRegs& regs) {
+  std::printf("%s%s   %s   %s%s%s\n", Padded("name", 14).c_str(), " address", "func",
+              Padded("bytes", 19).c_str(), Padded("value", 24).c_str(), "unit or caption");
+  for (const TMBReg* reg : regs.RegList()) PrintRow(*reg);
+}
+
+}  // namespace OrvixModBus

@@ -1,0 +1,229 @@
+// Reads a letter of forty registers from a device over a serial line, shows them, and reads on for
+// a while. Without arguments the device is simulated, on a pseudo-terminal.
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "Plant.h"
+#include "Table.h"
+#include "tools/simulator/uPseudoTerminal.h"
+#include "tools/simulator/uSimulatorThread.h"
+
+namespace OrvixModBus {
+namespace {
+
+constexpr auto kLetterLimit = std::chrono::seconds(10);
+constexpr auto kPeriod = std::chrono::milliseconds(500);
+
+struct TOptions {
+  bool Emul = false;
+  bool Trace = false;
+  std::string Port;
+  std::uint32_t Baud = 19200;
+  std::string Parity = "even";
+  std::uint8_t Adres = kPlantAdres;
+  double Seconds = 5;
+};
+
+/// The simulated plant at the other end of a pseudo-terminal, as fast as a real line.
+struct TSimulatedPlant {
+  explicit TSimulatedPlant(std::uint32_t baud) : Thread(Simulator, Terminal.Handle(), Pace(baud)) {}
+
+  static TSimulatorLineSettings Pace(std::uint32_t baud) {
+    return {.BaudRate = baud, .Turnaround = std::chrono::milliseconds(2)};
+  }
+  static TSimulator Build() {
+    TSimulator simulator;
+    BuildPlant(simulator);
+    return simulator;
+  }
+
+  TSimulator Simulator = Build();
+  TPseudoTerminal Terminal;
+  TSimulatorThread Thread;
+};
+
+class TDemo {
+ public:
+  explicit TDemo(const TOptions& options) : fOptions(options) {
+    DescribeTypes(fTypes);
+    DescribeRegisters(fLetter.Regs(), fTypes);
+    fLetter.SetClient(&fClient);
+    fLetter.OnReadAllRegs = [this](TMBLetter&) { fComplete = true; };
+    fClient.SetAdres(options.Adres);
+    fClient.OnNoneAnswer = {this, &TDemo::TellFailure};
+    fClient.OnExeptionAnswer = {this, &TDemo::TellFailure};
+    fClient.OnWorkStart = [this](TObject&) { ++fRequests; };
+    fLine.OnTrace = {this, &TDemo::TellFrame};
+    if (options.Emul) {
+      Emulate();
+    } else {
+      Connect();
+    }
+  }
+
+  bool Run() {
+    std::printf("Reading the letter \"Boiler\", %d registers...\n\n", fLetter.Regs().Count());
+    if (!ReadLetter()) return false;
+    std::printf("%s", fOptions.Trace ? "\n" : "");
+    PrintTable(fLetter.Regs());
+    std::printf("\n%d requests for %d registers.\n\n", fRequests, fLetter.Regs().Count());
+    return Watch();
+  }
+
+ private:
+  void Connect() {
+    if (fOptions.Port.empty()) fPlant = std::make_unique<TSimulatedPlant>(fOptions.Baud);
+    fLine.SetPortProperty(fPlant ? fPlant->Terminal.Path() : fOptions.Port);
+    fLine.SetBaudRate(fOptions.Baud);
+    fLine.SetParity(fOptions.Parity == "none"  ? TParityScheme::psNone
+                    : fOptions.Parity == "odd" ? TParityScheme::psOdd
+                                               : TParityScheme::psEven);
+    fLine.SetReceiveTimeout(300);
+    fLine.SetMaxRetries(1);
+    fLine.SetActive(true);
+    fConnection.SetRTU(&fLine);
+    fClient.SetConnection(&fConnection);
+    std::printf("%s on %s, %u baud, %s parity, server address %u\n",
+                fPlant ? "A simulated boiler plant" : "A device", fLine.Port().c_str(),
+                fLine.BaudRate(), fOptions.Parity.c_str(), fClient.GetAdres());
+  }
+
+  void Emulate() {
+    BuildPlant(fEmulated);
+    fConnection.SetConnectionType(TConnectionType::mbEmul);
+    fClient.SetConnection(&fConnection);
+    fClient.OnGetEmulData = {this, &TDemo::AnswerEmulated};
+    std::printf("An emulated boiler plant inside this program: no line, no faults.\n");
+  }
+
+  // The emulated device takes its values from the same plant, register by register.
+  void AnswerEmulated(TMBReg& reg, Bytes& data) {
+    const auto byte = [&](int index) {
+      return static_cast<std::uint8_t>((reg.Adress() >> (8 * index)) & 0xFF);
+    };
+    const bool paged = reg.MBFuncRead() >= 0x43;
+    const Bytes request = paged ? Bytes{reg.MBFuncRead(), byte(2), byte(1), byte(0),
+                                        static_cast<std::uint8_t>(reg.CountInByte())}
+                                : Bytes{reg.MBFuncRead(), byte(1), byte(0), 0, reg.GetRegsCount()};
+    const Bytes reply =
+        fEmulated.Device(kPlantAdres).Answer(request, std::chrono::duration<double>(Age()).count());
+    if (reply[0] != reg.MBFuncRead()) return;  // an exception reply: there is no such register
+    const std::ptrdiff_t first = paged ? 5 : reg.MBFuncRead() == 0x21 ? 1 : 2;
+    data.assign(reply.begin() + first, reply.end());
+  }
+
+  bool ReadLetter() {
+    fComplete = false;
+    fLetter.ReadAllRegs();
+    return Wait();
+  }
+
+  bool Wait() {
+    if (TLoop::Current().RunUntil([this] { return fComplete; }, kLetterLimit)) return true;
+    std::fprintf(stderr, "The letter is not complete after 10 seconds.\n");
+    return false;
+  }
+
+  // Reads the registers that answer, again and again, and shows what has changed.
+  bool Watch() {
+    for (const TMBReg* reg : fLetter.Regs().RegList()) {
+      if (reg->Name() == kRefusedReg || reg->Name() == kSilentReg) continue;
+      fWatched.push_back(reg->Name());
+      fShown[reg->Name()] = reg->ValueStr();
+    }
+    fLetter.OnRegDataChange = {this, &TDemo::TellChange};
+    std::printf("Reading on for %g seconds; what changes:\n", fOptions.Seconds);
+    const auto end = Age() + std::chrono::duration<double>(fOptions.Seconds);
+    while (Age() < end) {
+      if (!WaitForPeriod()) return false;
+      fComplete = false;
+      fLetter.ReadRegsByName(fWatched);
+      if (!Wait()) return false;
+    }
+    std::printf("\nDone.\n");
+    return true;
+  }
+
+  bool WaitForPeriod() {
+    bool due = false;
+    const auto timer = TLoop::Current().NewTimer([&due] { due = true; });
+    timer->Start(std::chrono::steady_clock::now() + kPeriod);
+    return TLoop::Current().RunUntil([&due] { return due; }, 2 * kPeriod);
+  }
+
+  void TellChange(TMBLetter&, TMBReg& reg) {
+    std::string& shown = fShown[reg.Name()];
+    if (shown == reg.ValueStr()) return;
+    shown = reg.ValueStr();
+    std::printf("  %5.1f s  %-14s %-24s %s\n", std::chrono::duration<double>(Age()).count(),
+                reg.Name().c_str(), ValueText(reg).c_str(), reg.Caption().c_str());
+    std::fflush(stdout);
+  }
+
+  void TellFailure(TMBClient&, TServerReply reply, std::uint8_t func, std::uint32_t adress) {
+    std::printf("No value from address %u by function $%02X: %s\n", adress, func,
+                std::string(TEnumNames<TServerReply>::Values[static_cast<int>(reply)]).c_str());
+  }
+
+  void TellFrame(TModbusConnection&, TTraceDirection direction, std::span<const std::uint8_t> frame,
+                 std::chrono::steady_clock::time_point) {
+    if (!fOptions.Trace) return;
+    constexpr const char* kSigns[] = {"->", "<-", "??"};
+    std::printf("  %7.4f s %s %s\n", std::chrono::duration<double>(Age()).count(),
+                kSigns[static_cast<int>(direction)], HexText(frame).c_str());
+  }
+
+  std::chrono::steady_clock::duration Age() const {
+    return std::chrono::steady_clock::now() - fStart;
+  }
+
+  const TOptions& fOptions;
+  std::chrono::steady_clock::time_point fStart = std::chrono::steady_clock::now();
+  std::unique_ptr<TSimulatedPlant> fPlant;
+  TSimulator fEmulated;
+  TMBTypeInfo fTypes;
+  TMBRTUConnection fLine;
+  TMBConnection fConnection;
+  TMBClient fClient;
+  TMBLetter fLetter;
+  TStringDynArray fWatched;
+  std::map<std::string, std::string> fShown;
+  int fRequests = 0;
+  bool fComplete = false;
+};
+
+}  // namespace
+}  // namespace OrvixModBus
+
+int main(int argc, char** argv) {
+  using namespace OrvixModBus;
+  TOptions options;
+  CLI::App app(
+      "Reads a letter of registers from a boiler plant and shows it.\n"
+      "Without options the plant is simulated, on a pseudo-terminal.");
+  app.add_flag("--emul", options.Emul, "read from an emulated device inside the program");
+  app.add_flag("--trace", options.Trace, "show every frame with its time and direction");
+  app.add_option("--port", options.Port, "read from a device on this serial port");
+  app.add_option("--baud", options.Baud, "bits per second")->capture_default_str();
+  app.add_option("--parity", options.Parity, "even, odd or none")
+      ->check(CLI::IsMember({"even", "odd", "none"}))
+      ->capture_default_str();
+  app.add_option("--address", options.Adres, "the device's server address")
+      ->check(CLI::Range(1, 247))
+      ->capture_default_str();
+  app.add_option("--seconds", options.Seconds, "how long to read on")
+      ->check(CLI::Range(0, 86400))
+      ->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  try {
+    return TDemo(options).Run() ? 0 : 1;
+  } catch (const Exception& error) {
+    std::fprintf(stderr, "orvix_demo: %s\n", error.what());
+    return 1;
+  }
+}
