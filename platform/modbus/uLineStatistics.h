@@ -3,6 +3,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 
@@ -46,7 +47,7 @@ class TRoundTripTimes {
 
   std::uint32_t Percentile(std::uint64_t percent) const;
 
-  std::array<std::uint32_t, kClasses> fCounts{};
+  std::array<std::uint64_t, kClasses> fCounts{};
   std::uint64_t fCount = 0;
   std::uint32_t fLeast = 0, fGreatest = 0;
 };

@@ -42,7 +42,8 @@ class TModbusConnection : public TComponent {
 
   /// True while the port is open. Setting it opens the port exclusively, EModLinkError naming
   /// the port and the system's reason; or closes it, and what is queued completes as srNone.
-  /// A form's true is stored until the whole form has been read, see Loaded.
+  /// A true that comes by the property table, from a form, may stand before the settings: it
+  /// opens the port in Loaded, or at the loop's next turn where no form is read.
   bool Active() const;
   void SetActive(bool value);
   /// The form has been read: opens the port if the form wants it, EModLinkError as SetActive.
@@ -108,6 +109,8 @@ class TModbusConnection : public TComponent {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  private:
+  void SetStoredActive(bool value);
+  void OpenStored();
   template <class T>
   void Change(T& setting, const T& value);
 
@@ -115,6 +118,7 @@ class TModbusConnection : public TComponent {
   TReplyLengths fReplyLengths;
   TLineStatistics fStatistics;
   std::unique_ptr<TTransactionQueue> fQueue;
+  bool fOpenLater = false;
 };
 
 }  // namespace OrvixModBus

@@ -43,6 +43,7 @@ class TRecordedQueue : public TTransactionQueue {
   void Dropped(const TModbusTransaction& transaction) override;
 
  private:
+  void Raise(const TModbusTransaction& transaction);
   void Forget(const TModbusTransaction& transaction);
 
   std::vector<TModbusTransaction*> fQueued;  // by index, nil once completed or discarded

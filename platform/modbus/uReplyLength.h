@@ -4,14 +4,16 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
+#include <utility>
 
 namespace OrvixModBus {
 
 /// No reply is longer: a paged read of 255 bytes, check sum included.
 inline constexpr std::size_t kMaxReplyLength = 263;
-/// Server address, function code and check sum.
-inline constexpr std::size_t kMinFrameLength = 4;
+/// Set in the function code of an exception reply, which always is this long.
+inline constexpr std::uint8_t kExceptionFlag = 0x80;
 inline constexpr std::size_t kExceptionLength = 5;
 
 /// How the length of the replies of one function code is told. Lengths are in bytes, server
@@ -55,15 +57,19 @@ struct TReplyLength {
 /// `connection.ReplyLengths().Set(0x42, TReplyLengthRule::Counted(5, 2));`
 class TReplyLengths {
  public:
+  /// The rules of the known function codes.
   TReplyLengths();
+  /// Until silence for every code but the given ones.
+  explicit TReplyLengths(std::initializer_list<std::pair<std::uint8_t, TReplyLengthRule>> rules);
 
   void Set(std::uint8_t functionCode, const TReplyLengthRule& rule) { At(functionCode) = rule; }
   const TReplyLengthRule& Rule(std::uint8_t functionCode) const {
     return const_cast<TReplyLengths*>(this)->At(functionCode);
   }
 
-  /// request: from the server address on, with or without check sum; empty when it is not known.
-  /// reply: the bytes so far, from the server address on. Never reads past either of them.
+  /// request: from the server address on, with or without check sum. reply: the bytes so far,
+  /// from the server address on, at least up to the function code. Never reads past either; a
+  /// request that is too short for its rule counts as having zeros there.
   TReplyLength Judge(std::span<const std::uint8_t> request,
                      std::span<const std::uint8_t> reply) const;
 
@@ -72,5 +78,8 @@ class TReplyLengths {
 
   std::array<TReplyLengthRule, 256> fRules;
 };
+
+/// The lengths of requests, for the frames that another master or an echo puts on the line.
+const TReplyLengths& RequestLengths();
 
 }  // namespace OrvixModBus

@@ -1,0 +1,50 @@
+#pragma once
+// uLateReplies: which requests may still be answered after they were given up.
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/modbus/uReplyMatch.h"
+
+namespace OrvixModBus {
+
+/// An attempt that was given up still owes a reply until its window is over. No such reply may
+/// be taken for the answer to another transaction. A late reply to an earlier attempt of the
+/// same transaction is an answer to the same question; then the later attempt owes one.
+/// Requests and replies here are whole frames without their check sums.
+class TLateReplies {
+ public:
+  using TTime = std::chrono::steady_clock::time_point;
+
+  /// An attempt of transaction was given up; its reply may come until the given time.
+  void Owe(std::uint64_t transaction, std::span<const std::uint8_t> request, TTime until);
+  /// A reply to transaction has come. True when an earlier attempt of it owed one, which is
+  /// paid by it: then the present attempt owes one.
+  bool Settle(std::uint64_t transaction);
+  /// True when reply may be the answer owed to another transaction than the given one: it is
+  /// paid by it, and reply is nobody else's.
+  bool Take(std::span<const std::uint8_t> reply, std::uint64_t transaction);
+  /// From when on request of transaction may be sent: no owed reply can be mistaken for its own.
+  TTime FreeAt(std::span<const std::uint8_t> request, std::uint64_t transaction) const;
+  /// Forgets what can't come any more.
+  void Expire(TTime now);
+  bool Any() const { return !fOwed.empty(); }
+
+ private:
+  struct TOwed {
+    std::span<const std::uint8_t> Request() const { return {Bytes.data(), Size}; }
+
+    std::uint64_t Transaction;
+    TTime Until;
+    std::array<std::uint8_t, kTellingBytes> Bytes;
+    std::size_t Size;
+  };
+
+  std::vector<TOwed> fOwed;  // the oldest first
+};
+
+}  // namespace OrvixModBus

@@ -1,0 +1,206 @@
+#include "platform/modbus/uReplyReceiver.h"
+
+#include <algorithm>
+
+#include "platform/modbus/uReplyMatch.h"
+#include "platform/modbus/uRtuFrame.h"
+
+namespace OrvixModBus {
+namespace {
+
+using TSpan = std::span<const std::uint8_t>;
+using TTime = TReplyReceiver::TTime;
+
+// A port that hangs up is noticed only when it is looked at.
+constexpr std::chrono::milliseconds kLongestBlindSleep{50};
+
+}  // namespace
+
+TReplyReceiver::TReplyReceiver(const TLineSettings& settings, const TReplyLengths& lengths)
+    : fSettings(settings), fLengths(lengths), fTiming(settings), fScanner(lengths) {
+  fScanner.OnThrown = [this](TSpan bytes) {
+    fBest = std::max(fBest, TServerReply::srInvalidFrame);
+    OnIgnored(bytes);
+  };
+}
+
+void TReplyReceiver::Reset() {
+  fScanner.ExpectNothing();
+  fEchoes = false;
+}
+
+void TReplyReceiver::Expect(TSpan frame, std::uint64_t transaction) {
+  const TSpan body = Body(frame);
+  fRequest.assign(body.begin(), body.end());
+  fReplyFrame.clear();
+  fTransaction = transaction;
+  const bool tellsItself = !ReplyMayEqualRequest(fLengths, body);
+  const TEchoSuppression mode = fSettings.EchoSuppression;
+  const bool echo = mode == TEchoSuppression::esOn ||
+                    (mode == TEchoSuppression::esAuto && (fEchoes || tellsItself));
+  fScanner.Expect(frame, echo);
+  fEchoAwaited = echo && tellsItself;
+  fBest = TServerReply::srNone;
+  fUnmatched = fWasWaiting = fArrived = false;
+}
+
+void TReplyReceiver::Sent(TTime end) {
+  fSent = end;
+  fDeadline = end + std::chrono::milliseconds(fSettings.ReceiveTimeout);
+  fEarliest = end + fTiming.Characters(LeastReplyLength(fLengths, fRequest));
+  fWantsBytes = !fTiming.HasCharacters();
+  fDue = fWantsBytes ? fDeadline : std::min(fEarliest, end + kLongestBlindSleep);
+}
+
+void TReplyReceiver::ExpectNothing() {
+  fScanner.ExpectNothing();
+  fTransaction = 0;
+}
+
+void TReplyReceiver::GiveUp() {
+  OweReply();
+  ExpectNothing();
+}
+
+void TReplyReceiver::Received(std::size_t count, TTime now) {
+  if (count == 0) return;
+  fScanner.Received(count);
+  fLast = now;
+  fArrived = true;
+}
+
+TSpan TReplyReceiver::Reply() const { return fReplyFrame.empty() ? TSpan() : Body(fReplyFrame); }
+
+bool TReplyReceiver::Look(TTime now) {
+  if (Sort(RestAt(now), now)) return true;
+  if (MayGoOn(now)) return false;
+  // The last word on what is held: nothing in there is waited for any more.
+  if (Sort(TLineRest::Cut, now)) return true;
+  if (MayGoOn(now)) return false;
+  Fail();
+  return true;
+}
+
+bool TReplyReceiver::MayGoOn(TTime now) {
+  const TTime end = EndOfWait(now);
+  if (now >= end) return false;
+  Plan(end, now);
+  return true;
+}
+
+TLineRest TReplyReceiver::RestAt(TTime now) const {
+  const auto rest = now - fLast;
+  if (rest >= fTiming.Pause()) return TLineRest::Cut;
+  return rest >= fTiming.Quiet() ? TLineRest::Quiet : TLineRest::Flowing;
+}
+
+bool TReplyReceiver::Sort(TLineRest rest, TTime now) {
+  fLate.Expire(now);
+  for (;;) {
+    const TScannedFrame frame = fScanner.Next(rest);
+    if (frame.Kind == TScannedFrame::TKind::None) return false;
+    if (Consider(frame)) return true;
+  }
+}
+
+bool TReplyReceiver::Consider(const TScannedFrame& frame) {
+  if (frame.Kind == TScannedFrame::TKind::Echo) {
+    fEchoes = true;
+    fEchoAwaited = false;
+    return false;
+  }
+  if (TakeLate(frame.Frame)) return false;
+  const TSpan reply = Body(frame.Frame);
+  if (frame.Kind == TScannedFrame::TKind::Reply && ReplyFits(fRequest, reply)) {
+    Accept(frame.Frame);
+    return true;
+  }
+  const bool ours = !fRequest.empty() && reply[0] == fRequest[0];
+  if (frame.Kind == TScannedFrame::TKind::Reply) {
+    fUnmatched = true;
+    fReplyFrame.assign(frame.Frame.begin(), frame.Frame.end());
+  }
+  TakeUnmatched(frame.Frame,
+                ours ? TServerReply::srUnmatchedReply : TServerReply::srUnexpectedReply);
+  return false;
+}
+
+bool TReplyReceiver::TakeLate(TSpan frame) {
+  if (!fLate.Take(Body(frame), fTransaction)) return false;
+  OnLateReply();
+  OnIgnored(frame);
+  return true;
+}
+
+void TReplyReceiver::TakeUnmatched(TSpan frame, TServerReply kind) {
+  fBest = std::max(fBest, kind);
+  OnIgnored(frame);
+}
+
+void TReplyReceiver::Accept(TSpan frame) {
+  // Without the echo before it the line does not echo, or does no more.
+  if (fEchoAwaited) fEchoes = false;
+  fReplyFrame.assign(frame.begin(), frame.end());
+  const bool exception = (frame[1] & kExceptionFlag) != 0;
+  fResult = exception ? TServerReply::srExceptionReply : TServerReply::srNormalReply;
+  if (fLate.Settle(fTransaction)) OweReply();
+  ExpectNothing();
+}
+
+void TReplyReceiver::Fail() {
+  fResult = fBest;
+  if (fBest != TServerReply::srUnmatchedReply) fReplyFrame.clear();
+  // A reply that came broken is not owed any more, unless it may have been another one.
+  const bool came = fBest == TServerReply::srInvalidFrame && fScanner.IsBroken() && !fLate.Any();
+  if (!came) OweReply();
+  ExpectNothing();
+}
+
+void TReplyReceiver::OweReply() {
+  const std::chrono::milliseconds window(fSettings.ReceiveTimeout);
+  fLate.Owe(fTransaction, fRequest, fSent + 2 * window);
+}
+
+// A reply under way may be finished after the time-out, as long as it does not pause too long;
+// one that won't do ends the wait once the line is quiet, because its header may be false.
+TTime TReplyReceiver::EndOfWait(TTime now) {
+  if (!fScanner.IsWaiting()) {
+    fWasWaiting = false;
+    return HasBadReply() ? std::min(fDeadline, fLast + fTiming.Quiet()) : fDeadline;
+  }
+  if (!fWasWaiting || fWaitingPlace != fScanner.WaitingPlace()) {
+    const std::size_t most = fScanner.EndsWithSilence() ? kMaxReplyLength : fScanner.Missing();
+    fWasWaiting = true;
+    fWaitingPlace = fScanner.WaitingPlace();
+    fWaitingUntil = now < fDeadline ? now + fTiming.Characters(most) + fTiming.Pause() : fDeadline;
+  }
+  return std::min(fLast + fTiming.Pause(), std::max(fDeadline, fWaitingUntil));
+}
+
+void TReplyReceiver::Plan(TTime end, TTime now) {
+  const TTime whole = NextWhole(now);
+  fArrived = false;
+  fWantsBytes = whole <= now;
+  fDue = fWantsBytes ? end : std::min({end, whole, now + kLongestBlindSleep});
+  const bool silenceTells = fScanner.IsWaiting() ? fScanner.EndsWithSilence() : fScanner.HasBytes();
+  if (silenceTells && RestAt(now) == TLineRest::Flowing) {
+    fDue = std::min(fDue, fLast + fTiming.Quiet());
+  }
+}
+
+// The earliest time at which what is under way can be whole; now or earlier when that is not
+// known, or when the line was expected to deliver and did not.
+TTime TReplyReceiver::NextWhole(TTime now) const {
+  if (!fTiming.HasCharacters()) return now;
+  if (!fScanner.IsWaiting()) return fScanner.HasBytes() ? now : fEarliest;
+  return fArrived ? now + fTiming.Characters(fScanner.Missing()) : now;
+}
+
+void TReplyReceiver::LookIdle(TTime now) { Sort(RestAt(now), now); }
+
+TTime TReplyReceiver::IdleDue() const {
+  if (!fScanner.HasBytes() || !fLate.Any()) return TTime::max();
+  return fLast + fTiming.Pause();
+}
+
+}  // namespace OrvixModBus

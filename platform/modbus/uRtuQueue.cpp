@@ -1,0 +1,422 @@
+#include "platform/modbus/uRtuQueue.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/modbus/uRtuFrame.h"
+#include "platform/rtl/uFirstError.h"
+
+namespace OrvixModBus {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::uint8_t kBroadcast = 0;
+
+}  // namespace
+
+TRtuQueue::TRtuQueue(const TLineSettings& settings, const TReplyLengths& lengths,
+                     TLineStatistics& statistics, std::unique_ptr<TSerialPort> port)
+    : fSettings(settings),
+      fStatistics(statistics),
+      fPort(std::move(port)),
+      fTiming(settings),
+      fReceiver(settings, lengths) {
+  fReceiver.OnIgnored = [this](std::span<const std::uint8_t> bytes) {
+    fStatistics.Counters.NoiseBytes += bytes.size();
+    Trace(TTraceDirection::tdIgnored, bytes);
+  };
+  fReceiver.OnLateReply = [this] { ++fStatistics.Counters.LateReplies; };
+}
+
+TRtuQueue::~TRtuQueue() {
+  ForgetReferences();
+  fTimer.reset();
+  fWatch.reset();
+  fPort->Close();
+  DiscardAll();
+}
+
+// ---- the turn -----------------------------------------------------------------------------------
+
+TLoop& TRtuQueue::Loop() {
+  if (!fLoop) {
+    fLoop = TRef<TLoop>(&TLoop::Current());
+    fTimer = fLoop->NewTimer([this] { Turn(false); });
+  }
+  return *fLoop;
+}
+
+void TRtuQueue::Turn(bool ready) {
+  fNow = Loop().Now();
+  Advance(ready);
+  // What handlers do or throw finds everything whole, and the timer set for what is left.
+  do {
+    while (HasNews()) {
+      Arm();
+      if (!RaiseNews()) return;
+      fNow = Loop().Now();
+    }
+    Pump();
+  } while (HasNews());
+  Arm();
+}
+
+void TRtuQueue::Advance(bool ready) {
+  switch (fState) {
+    case TState::Closed:
+      return FailAll();
+    case TState::Away:
+      FailAll();
+      return LookForPort();
+    case TState::Free:
+      if (ready && !Receive()) return;
+      return fReceiver.LookIdle(fNow);
+    case TState::Sending:
+      if (fWritten < fFrame.size()) return Write();
+      if (ready && !Receive()) return;
+      return Release();
+    case TState::Awaiting:
+      return Await();
+    case TState::Turnaround:
+      if (ready && !Receive()) return;
+      fReceiver.LookIdle(fNow);
+      if (fNow >= fDue) Failed(TServerReply::srNone);
+  }
+}
+
+// Sends what may be sent now.
+void TRtuQueue::Pump() {
+  if (fState != TState::Free) return;
+  if (fOpened != fSettings.Port) Reopen();
+  if (fState == TState::Free && !Pending().empty() && fNow >= FreeAt()) Send();
+}
+
+void TRtuQueue::Arm() {
+  TLoop& loop = Loop();
+  const TTime due = HasNews() ? loop.Now() : Due();
+  if (due == TTime::max()) {
+    fTimer->Stop();
+  } else {
+    fTimer->Start(due);
+  }
+  if (fWatch != nullptr) fWatch->Want(Wanted());
+}
+
+TRtuQueue::TTime TRtuQueue::Due() {
+  switch (fState) {
+    case TState::Closed:
+      return Pending().empty() ? TTime::max() : fNow;
+    case TState::Away:
+      return Pending().empty() ? fDue : fNow;
+    case TState::Free: {
+      if (fOpened != fSettings.Port) return fNow;
+      const TTime idle = fReceiver.IdleDue();
+      return Pending().empty() ? idle : std::min(idle, FreeAt());
+    }
+    case TState::Awaiting:
+      return fReceiver.Due();
+    case TState::Sending:
+    case TState::Turnaround:
+      break;
+  }
+  return fDue;
+}
+
+TReadiness TRtuQueue::Wanted() const {
+  switch (fState) {
+    case TState::Sending:
+      return fWritten < fFrame.size() ? TReadiness::rdWrite : TReadiness::rdRead;
+    case TState::Awaiting:
+      return fReceiver.WantsBytes() ? TReadiness::rdRead : TReadiness::rdNone;
+    default:
+      return TReadiness::rdRead;
+  }
+}
+
+// ---- what the application is told ---------------------------------------------------------------
+
+bool TRtuQueue::HasNews() const {
+  return fTellLost || fTellFound || HasEnded() || !fTraces.Entries.empty();
+}
+
+// Raises one thing; false when the queue did not survive it.
+bool TRtuQueue::RaiseNews() {
+  const TRef<TRtuQueue> self(this);
+  if (!fTraces.Entries.empty()) {
+    RaiseTraces();
+  } else if (std::exchange(fTellLost, false)) {
+    OnPortLost(std::string(fLossReason));
+  } else if (std::exchange(fTellFound, false)) {
+    OnPortFound();
+  } else {
+    RaiseEnded();
+  }
+  return static_cast<bool>(self);
+}
+
+void TRtuQueue::RaiseTraces() {
+  const TRef<TRtuQueue> self(this);
+  TTraces traces = std::exchange(fTraces, std::exchange(fSpareTraces, {}));
+  const auto onTrace = OnTrace;
+  TFirstError error;
+  std::span<const std::uint8_t> frames(traces.Frames);
+  for (const TTrace& trace : traces.Entries) {
+    error.Run([&] { onTrace(trace.Direction, frames.first(trace.Size), trace.Time); });
+    frames = frames.subspan(trace.Size);
+  }
+  if (self) {
+    traces.Entries.clear();
+    traces.Frames.clear();
+    fSpareTraces = std::move(traces);
+  }
+  error.Raise();
+}
+
+void TRtuQueue::Trace(TTraceDirection direction, std::span<const std::uint8_t> frame) {
+  fTraces.Entries.push_back({direction, fNow, frame.size()});
+  fTraces.Frames.insert(fTraces.Frames.end(), frame.begin(), frame.end());
+}
+
+// ---- the port -----------------------------------------------------------------------------------
+
+TLowLatency TRtuQueue::LowLatency() const {
+  return Active() ? fPort->LowLatency() : TLowLatency::llNotOffered;
+}
+
+void TRtuQueue::SetActive(bool value) {
+  if (value == Active() && fState != TState::Away) return;
+  fNow = Loop().Now();
+  if (value) {
+    Open();
+  } else {
+    Close();
+  }
+  Arm();
+}
+
+void TRtuQueue::SettingsChanged() {
+  fTiming = TLineTiming(fSettings);
+  fReceiver.SetTiming(fTiming);
+  if (fState == TState::Away) {
+    if (fSettings.ReconnectInterval == 0) fState = TState::Closed;
+    fDue = Loop().Now() + milliseconds(fSettings.ReconnectInterval);
+  }
+  if (fState != TState::Closed) Arm();
+}
+
+void TRtuQueue::Open() {
+  fPort->Open(fSettings.Port);
+  if (fLoop.Get() != &TLoop::Current()) fLoop = {};
+  fNow = Loop().Now();
+  fWatch = fLoop->NewWatch(fPort->Handle(), [this](TReadiness) { Turn(true); });
+  fOpened = fSettings.Port;
+  fReceiver.Reset();
+  SetFree(fNow);
+}
+
+void TRtuQueue::Reopen() {
+  fWatch.reset();
+  fPort->Close();
+  try {
+    Open();
+  } catch (const EModLinkError& error) {
+    Lose(error.what());
+  }
+}
+
+void TRtuQueue::LookForPort() {
+  if (fNow < fDue) return;
+  try {
+    Open();
+    fTellFound = true;
+  } catch (const EModLinkError&) {
+    fDue = fNow + milliseconds(fSettings.ReconnectInterval);
+  }
+}
+
+void TRtuQueue::Close() {
+  if (fState == TState::Awaiting) fReceiver.GiveUp();
+  fReceiver.ExpectNothing();
+  fWatch.reset();
+  fPort->Close();
+  fState = TState::Closed;
+  FailAll();
+}
+
+void TRtuQueue::Lose(const std::string& reason) {
+  fLossReason = reason;
+  fTellLost = true;
+  Close();
+  if (fSettings.ReconnectInterval == 0) return;
+  fState = TState::Away;
+  fDue = fNow + milliseconds(fSettings.ReconnectInterval);
+}
+
+// Without a port nothing is answered.
+void TRtuQueue::FailAll() {
+  while (!Pending().empty()) {
+    fCurrent = &Pending().front();
+    Finish(TServerReply::srNone, {});
+  }
+}
+
+// ---- sending ------------------------------------------------------------------------------------
+
+void TRtuQueue::Queued(TModbusTransaction& transaction) {
+  fNow = Loop().Now();
+  if (&transaction == &Pending().front()) fFreeSince = fNow;
+  Arm();
+}
+
+void TRtuQueue::Dropped(const TModbusTransaction& transaction) {
+  if (&transaction != fCurrent) return;
+  // Its request runs its course on the line; nobody wants to know any more.
+  fCurrent = nullptr;
+  fAttempt = 0;
+  fGroup = {};
+}
+
+// From when on the first request may leave. A line that chatters is not waited for for ever.
+TRtuQueue::TTime TRtuQueue::FreeAt() {
+  const TModbusTransaction& first = Pending().front();
+  const TTime silent = std::min(
+      fSilentUntil, fFreeSince + milliseconds(fSettings.ReceiveTimeout) + fTiming.Silence());
+  if (first.ServerAddress() == kBroadcast) return silent;
+  return std::max(silent, fReceiver.Late().FreeAt(first.Request().Data(), first.Number()));
+}
+
+// A list of file records leaves in groups; all other requests are there already.
+void TRtuQueue::Prepare(TModbusTransaction& transaction) {
+  if (transaction.Kind() == TTransactionKind::tkFileRecord && fAttempt == 0) {
+    fGroup = FileRecordGroup(transaction.FileRecords(), fGroup.End);
+    FormFileRequest(transaction.FileRecords(), fGroup, transaction.ServerAddress(),
+                    transaction.Request());
+  }
+  FormFrame(transaction.Request().Data(), fFrame);
+}
+
+void TRtuQueue::Send() {
+  fCurrent = &Pending().front();
+  Prepare(*fCurrent);
+  fReceiver.Expect(fFrame, fCurrent->Number());
+  Trace(TTraceDirection::tdSent, fFrame);
+  ++fStatistics.Counters.Requests;
+  fState = TState::Sending;
+  fWritten = 0;
+  fStarted = fNow;
+  fSent = fNow + fTiming.Characters(fFrame.size());
+  fDue = fSent + milliseconds(fSettings.ReceiveTimeout);
+  if (fOpened.RS485Mode == TRS485Mode::rmRTS) fPort->SetTransmitting(true);
+  Write();
+}
+
+void TRtuQueue::Write() {
+  const TPortTransfer done = fPort->Write(std::span(fFrame).subspan(fWritten));
+  if (done.Lost) return Lose(fPort->LossReason());
+  fWritten += done.Count;
+  fStatistics.Counters.BytesSent += done.Count;
+  if (fWritten == fFrame.size()) return Written();
+  if (fNow < fDue) return;
+  // The port takes no more, so nothing whole has been sent, and nobody owes a reply.
+  fReceiver.ExpectNothing();
+  Failed(TServerReply::srNone);
+}
+
+void TRtuQueue::Written() {
+  if (fNow > fStarted) fSent = std::max(fSent, fNow + fTiming.Characters(1));
+  if (fOpened.RS485Mode == TRS485Mode::rmRTS) {
+    fDue = fSent;
+  } else {
+    Release();
+  }
+}
+
+// The request is out: the line belongs to the server.
+void TRtuQueue::Release() {
+  if (fOpened.RS485Mode == TRS485Mode::rmRTS) {
+    if (fNow < fSent) return;
+    const TTime patience = fSent + milliseconds(fSettings.ReceiveTimeout);
+    if (!fPort->IsDrained() && fNow < patience) {
+      fDue = fNow + std::max<TLineTiming::TDuration>(fTiming.Characters(1), milliseconds(1));
+      return;
+    }
+    fPort->SetTransmitting(false);
+    fSent = fNow;
+  }
+  if (fFrame[0] == kBroadcast) {
+    fReceiver.ExpectNothing();
+    fState = TState::Turnaround;
+    fDue = fSent + milliseconds(fSettings.TurnaroundDelay);
+  } else {
+    fReceiver.Sent(fSent);
+    fState = TState::Awaiting;
+  }
+}
+
+// ---- receiving ----------------------------------------------------------------------------------
+
+// Takes what has arrived; false when the port is lost.
+bool TRtuQueue::Receive() {
+  const TPortTransfer done = fPort->Read(fReceiver.Room());
+  if (done.Lost) {
+    Lose(fPort->LossReason());
+    return false;
+  }
+  fStatistics.Counters.BytesReceived += done.Count;
+  fReceiver.Received(done.Count, fNow);
+  if (done.Count > 0) fSilentUntil = fNow + fTiming.Silence();
+  return true;
+}
+
+void TRtuQueue::Await() {
+  if (!Receive() || !fReceiver.Look(fNow)) return;
+  const TServerReply kind = fReceiver.Result();
+  if (kind == TServerReply::srNormalReply || kind == TServerReply::srExceptionReply) {
+    Succeeded();
+  } else {
+    Failed(kind);
+  }
+}
+
+void TRtuQueue::Succeeded() {
+  fStatistics.RoundTrips[fFrame[0]].Add(fNow - fStarted);
+  Trace(TTraceDirection::tdReceived, fReceiver.ReplyFrame());
+  SetFree(fNow);
+  if (fCurrent == nullptr) return;
+  const bool files = fCurrent->Kind() == TTransactionKind::tkFileRecord &&
+                     fReceiver.Result() == TServerReply::srNormalReply;
+  if (files && !TakeFileReply(fCurrent->FileRecords(), fGroup, fReceiver.Reply())) {
+    return Failed(TServerReply::srUnmatchedReply);
+  }
+  fAttempt = 0;
+  if (files && fGroup.End < fCurrent->FileRecords().Count()) return;  // the next group follows
+  Finish(fReceiver.Result(), fReceiver.Reply());
+}
+
+void TRtuQueue::Failed(TServerReply kind) {
+  SetFree(fSent);
+  if (fCurrent == nullptr) return;
+  const bool again = fFrame[0] != kBroadcast && fAttempt < fSettings.MaxRetries;
+  if (!again) return Finish(kind, fReceiver.Reply());
+  ++fAttempt;
+  ++fStatistics.Counters.Retries;
+  fCurrent->CountRetry();
+}
+
+void TRtuQueue::Finish(TServerReply kind, std::span<const std::uint8_t> reply) {
+  ++fStatistics.Counters.Replies[static_cast<std::size_t>(kind)];
+  fCurrent->SetReply(kind, reply);
+  End(*std::exchange(fCurrent, nullptr));
+  fAttempt = 0;
+  fGroup = {};
+}
+
+// Nothing is on the line since lastCharacter, and the silence after it begins.
+void TRtuQueue::SetFree(TTime lastCharacter) {
+  fState = TState::Free;
+  fFreeSince = fNow;
+  fSilentUntil = std::max(fSilentUntil, lastCharacter + fTiming.Silence());
+}
+
+}  // namespace OrvixModBus

@@ -1,0 +1,127 @@
+#pragma once
+// uRtuQueue: the serial line - sends requests one at a time and awaits their replies.
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/loop/uLoop.h"
+#include "platform/modbus/uFileRecordFrames.h"
+#include "platform/modbus/uLineStatistics.h"
+#include "platform/modbus/uReplyReceiver.h"
+#include "platform/modbus/uSerialPort.h"
+#include "platform/modbus/uTransactionQueue.h"
+#include "platform/model/uEvent.h"
+
+namespace OrvixModBus {
+
+/// The Modbus RTU master. Works in the loop that is current when it first has something to do,
+/// and again when its port is opened; one timer and one watch do it all. In every turn the line
+/// is served first, and what it has to tell is raised when line and queue are whole.
+class TRtuQueue final : public TTransactionQueue {
+ public:
+  using TTime = std::chrono::steady_clock::time_point;
+
+  /// What is referred to must outlive the queue.
+  TRtuQueue(const TLineSettings& settings, const TReplyLengths& lengths,
+            TLineStatistics& statistics, std::unique_ptr<TSerialPort> port);
+  ~TRtuQueue() override;
+
+  bool Active() const override { return fState > TState::Away; }
+  void SetActive(bool value) override;
+  void SettingsChanged() override;
+  TLowLatency LowLatency() const override;
+
+  TEvent<void(const std::string& reason)> OnPortLost;
+  TEvent<void()> OnPortFound;
+  TEvent<void(TTraceDirection, std::span<const std::uint8_t>, TTime)> OnTrace;
+
+ protected:
+  void Queued(TModbusTransaction& transaction) override;
+  void Dropped(const TModbusTransaction& transaction) override;
+
+ private:
+  enum class TState {
+    Closed,
+    Away,        // the port is lost, and looked for now and then
+    Free,        // nothing is on the line
+    Sending,     // a request is on its way out
+    Awaiting,    // it is out, its reply is awaited
+    Turnaround,  // it was a broadcast, the servers are given time
+  };
+
+  // What to tell the application of.
+  struct TTrace {
+    TTraceDirection Direction;
+    TTime Time;
+    std::size_t Size;
+  };
+  struct TTraces {
+    std::vector<TTrace> Entries;
+    Bytes Frames;  // one after the other
+  };
+
+  TLoop& Loop();
+  void Turn(bool ready);
+  void Advance(bool ready);
+  void Pump();
+  void Arm();
+  TTime Due();
+  TReadiness Wanted() const;
+  bool HasNews() const;
+  bool RaiseNews();
+  void RaiseTraces();
+
+  void Open();
+  void Reopen();
+  void LookForPort();
+  void Close();
+  void Lose(const std::string& reason);
+  void FailAll();
+
+  TTime FreeAt();
+  void Prepare(TModbusTransaction& transaction);
+  void Send();
+  void Write();
+  void Written();
+  void Release();
+  bool Receive();
+  void Await();
+  void Ended();
+  void Succeeded();
+  void Failed(TServerReply kind);
+  void Finish(TServerReply kind, std::span<const std::uint8_t> reply);
+  void SetFree(TTime lastCharacter);
+  void Trace(TTraceDirection direction, std::span<const std::uint8_t> frame);
+
+  const TLineSettings& fSettings;
+  TLineStatistics& fStatistics;
+  std::unique_ptr<TSerialPort> fPort;
+  TPortSettings fOpened;  // what the port was opened with
+  TLineTiming fTiming;
+  TReplyReceiver fReceiver;
+
+  TRef<TLoop> fLoop;
+  std::unique_ptr<TLoopTimer> fTimer;
+  std::unique_ptr<TLoopWatch> fWatch;
+  TState fState = TState::Closed;
+  TTime fNow{};  // of this turn
+  TTime fDue{};  // of the present state
+  TTime fFreeSince{}, fSilentUntil{};
+
+  TModbusTransaction* fCurrent = nullptr;  // the first of Pending() once sent; nil if discarded
+  std::uint8_t fAttempt = 0;               // retries of the present frame
+  TFileRecordGroup fGroup;
+  Bytes fFrame;
+  std::size_t fWritten = 0;
+  TTime fStarted{}, fSent{};
+
+  TTraces fTraces, fSpareTraces;
+  std::string fLossReason;
+  bool fTellLost = false, fTellFound = false;
+};
+
+}  // namespace OrvixModBus
