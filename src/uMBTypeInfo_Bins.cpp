@@ -85,9 +85,10 @@ std::string TMBRegTypeBin::DataToString(const Bytes& data, const std::string& /*
   const int last = LastNamedLine(Dictionary());
   if (last == 0) return result;
   const auto maxBit = static_cast<std::uint8_t>(StrToInt(Dictionary().Names(last)));
-  const auto lines = std::min(data.size() * 8, static_cast<std::size_t>(Dictionary().Count()));
-  for (std::size_t i = 0; i < lines; ++i) {
-    const std::int32_t bit = StrToInt(Dictionary().Names(static_cast<int>(i)));
+  const auto lines =
+      static_cast<int>(std::min(data.size() * 8, static_cast<std::size_t>(last) + 1));
+  for (int i = 0; i < lines; ++i) {
+    const std::int32_t bit = StrToInt(Dictionary().Names(i));
     if (bit > maxBit) break;
     if (i > 0) result.push_back('|');
     result.append(CheckedBit(data, bit, hiFirst) ? trueVal : falseVal);

@@ -51,7 +51,7 @@ TRegValue TMBRegTypeNumber::DataToValue(const Bytes& data) const {
   TRegValue result;
   const TByteView bytes = OwnBytes(data);
   if (IsMissing(bytes)) {
-    result.Srt = "-";
+    result.Srt.assign(1, '-');
     return result;
   }
   const double raw = fMinValue >= 0 ? TMBLib::ByteArToReal(bytes, fIntPart, fRealPart, 0)
