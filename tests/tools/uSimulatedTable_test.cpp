@@ -1,0 +1,68 @@
+#include "tools/simulator/uSimulatedTable.h"
+
+#include <gtest/gtest.h>
+
+namespace OrvixModBus {
+namespace {
+
+TEST(TSimulatedTable, OnlyCellsThatWereSetAreThere) {
+  TSimulatedTable table;
+  table.Set(254, {1, 2, 3});  // across the border of two pages
+  EXPECT_TRUE(table.Has(254, 3));
+  EXPECT_FALSE(table.Has(253, 1));
+  EXPECT_FALSE(table.Has(254, 4));
+  EXPECT_TRUE(table.Has(0, 0));
+  EXPECT_EQ(table.Get(255), 2U);
+  EXPECT_EQ(table.Get(256), 3U);
+  EXPECT_EQ(table.Get(257), 0U);
+}
+
+TEST(TSimulatedTable, SettingAgainChangesTheValue) {
+  TSimulatedTable table;
+  table.Set(1, {7, 8});
+  table.Set(1, {9});
+  EXPECT_EQ(table.Get(1), 9U);
+  EXPECT_EQ(table.Get(2), 8U);
+}
+
+TEST(TSimulatedTable, FormulaKnowsItsPlaceAndTheTime) {
+  TSimulatedTable table;
+  table.SetFormula(100, 5, [](std::uint32_t index, double seconds) {
+    return index * 10 + static_cast<std::uint32_t>(seconds);
+  });
+  EXPECT_EQ(table.Get(100, 3), 3U);
+  EXPECT_EQ(table.Get(104, 3), 43U);
+  EXPECT_TRUE(table.Has(100, 5));
+  EXPECT_FALSE(table.Has(100, 6));
+  EXPECT_FALSE(table.Has(99, 1));
+}
+
+TEST(TSimulatedTable, ComputedCellsHideStoredOnesAndCantBeWritten) {
+  TSimulatedTable table;
+  table.Set(0, {1, 1, 1});
+  table.SetFormula(1, 1, [](std::uint32_t, double) { return 5U; });
+  EXPECT_EQ(table.Get(1), 5U);
+  EXPECT_TRUE(table.CanWrite(0, 1));
+  EXPECT_FALSE(table.CanWrite(0, 2));
+  EXPECT_FALSE(table.CanWrite(2, 2));
+}
+
+TEST(TSimulatedTable, TheLastFormulaCounts) {
+  TSimulatedTable table;
+  table.SetFormula(0, 2, [](std::uint32_t, double) { return 5U; });
+  table.SetFormula(1, 1, [](std::uint32_t, double) { return 6U; });
+  EXPECT_EQ(table.Get(0), 5U);
+  EXPECT_EQ(table.Get(1), 6U);
+}
+
+TEST(TSimulatedTable, LastAddressOfAllIsUsable) {
+  TSimulatedTable table;
+  table.Set(0xFFFFFFFF, {4});
+  table.SetFormula(0xFFFFFFFE, 1, [](std::uint32_t, double) { return 3U; });
+  EXPECT_EQ(table.Get(0xFFFFFFFF), 4U);
+  EXPECT_EQ(table.Get(0xFFFFFFFE), 3U);
+  EXPECT_FALSE(table.Has(0xFFFFFFFE, 3));
+}
+
+}  // namespace
+}  // namespace OrvixModBus

@@ -1,0 +1,52 @@
+#pragma once
+// uSimulatedTable: one table of a simulated device - sparse cells, stored or computed.
+
+#include <array>
+#include <bitset>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <vector>
+
+namespace OrvixModBus {
+
+/// A computed value: by the cell's place in its range, from 0, and the seconds since the start.
+/// Any callable will do, see uSimulatedFormula.h for ready ones.
+using TFormula = std::function<std::uint32_t(std::uint32_t index, double seconds)>;
+
+/// Cells by address; what a cell means (a bit, a byte, a register) is its reader's business, who
+/// takes as many of the low bits as fit. A cell that was never set does not exist.
+class TSimulatedTable {
+ public:
+  /// Makes the cells from first on, or changes their values.
+  void Set(std::uint32_t first, const std::vector<std::uint32_t>& values);
+  /// Makes count cells that are computed whenever they are read. They hide what is stored there
+  /// and earlier formulas.
+  void SetFormula(std::uint32_t first, std::uint32_t count, TFormula formula);
+
+  bool Has(std::uint32_t first, std::uint32_t count) const;
+  /// Whether all cells exist and none is computed.
+  bool CanWrite(std::uint32_t first, std::uint32_t count) const;
+  /// The cell's value, 0 when there is none.
+  std::uint32_t Get(std::uint32_t address, double seconds = 0) const;
+
+ private:
+  static constexpr std::uint32_t kPageSize = 256;
+  struct TPage {
+    std::array<std::uint32_t, kPageSize> Values{};
+    std::bitset<kPageSize> Present;
+  };
+  struct TComputed {
+    std::uint32_t First;
+    std::uint32_t Count;
+    TFormula Formula;
+  };
+
+  const TPage* FindStored(std::uint32_t address) const;
+  const TComputed* FindComputed(std::uint32_t address) const;
+
+  std::map<std::uint32_t, TPage> fPages;  // by address / kPageSize
+  std::vector<TComputed> fComputed;
+};
+
+}  // namespace OrvixModBus
