@@ -1,0 +1,49 @@
+#pragma once
+// uSimulatedDevice: one simulated server - its tables, and its answer to a request.
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/rtl/uBytes.h"
+#include "tools/simulator/uSimulatedTable.h"
+
+namespace OrvixModBus {
+
+/// Exception codes of the Modbus Application Protocol V1.1b3, section 7.
+inline constexpr std::uint8_t kIllegalFunction = 1;
+inline constexpr std::uint8_t kIllegalAddress = 2;
+inline constexpr std::uint8_t kIllegalValue = 3;
+
+/// What function $11 reports.
+struct TSimulatedIdentity {
+  Bytes ServerId = {};
+  std::string Text = {};
+  bool Running = true;
+};
+
+/// A device that knows functions $01 to $06, $0F, $10, $11, and a device family's own $21, $43,
+/// $44, $65, $66, $67, $6C. A function's cells that do not exist are answered by exception 2, and
+/// so is a write to computed ones; a count or a value that the function does not take by 3.
+class TSimulatedDevice {
+ public:
+  TSimulatedTable Coils;     ///< bits, $01 $05 $0F
+  TSimulatedTable Discrete;  ///< bits, $02
+  TSimulatedTable Holding;   ///< 16 bits, $03 $06 $10 $6C
+  TSimulatedTable Input;     ///< 16 bits, $04
+  TSimulatedTable Extended;  ///< 32 bits, $21
+  TSimulatedTable Paged;     ///< bytes by 24-bit address, $43 $44 $65 $66; a run ends in its page
+  std::optional<TSimulatedIdentity> Identity;  ///< without one, $11 is an illegal function
+
+  /// The whole size of a request, from its function code to the last data byte. While request is
+  /// too short to tell, more than it has; 0 when the function is not known. Not for an empty one.
+  static std::size_t RequestSize(std::span<const std::uint8_t> request);
+
+  /// Executes a request (function code and data) at a time in seconds since the start, and
+  /// returns the reply or exception reply in the same form. Not for an empty request.
+  Bytes Answer(std::span<const std::uint8_t> request, double seconds);
+};
+
+}  // namespace OrvixModBus
