@@ -1,0 +1,217 @@
+#include "tools/simulator/uSimulatorFile.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "platform/rtl/uException.h"
+#include "platform/rtl/uTextFile.h"
+
+namespace OrvixModBus {
+namespace {
+
+TSimulator Read(std::string_view text) { return ReadSimulatorText(text, "plant.json"); }
+
+// A file whose only server holds this.
+TSimulator ReadServer(const std::string& members) {
+  return Read(R"({"servers": [{"address": 5, )" + members + "}]}");
+}
+
+TEST(SimulatorFile, FillsTheTables) {
+  TSimulator simulator = ReadServer(R"(
+    "coils": {"0": [1, 0, 1]}, "discrete": {"7": [1]}, "holding": {"100": [1, 65535]},
+    "input": {"0x20": [3], "$30": [4]}, "extended": {"1": [4294967295]},
+    "paged": {"0x10000": "00 11 fF"})");
+  TSimulatedDevice& device = simulator.Device(5);
+  EXPECT_TRUE(device.Coils.Has(0, 3) && !device.Coils.Has(3, 1));
+  EXPECT_EQ(device.Coils.Get(2), 1U);
+  EXPECT_EQ(device.Discrete.Get(7), 1U);
+  EXPECT_EQ(device.Holding.Get(101), 65535U);
+  EXPECT_EQ(device.Input.Get(0x20), 3U);
+  EXPECT_EQ(device.Input.Get(0x30), 4U);
+  EXPECT_EQ(device.Extended.Get(1), 4294967295U);
+  EXPECT_EQ(device.Paged.Get(0x10001), 0x11U);
+  EXPECT_EQ(device.Paged.Get(0x10002), 0xFFU);
+  EXPECT_FALSE(device.Identity);
+}
+
+TEST(SimulatorFile, MakesAServerOfItsAddressAlone) {
+  EXPECT_FALSE(Read(R"({"servers": [{"address": 247}]})").Device(247).Coils.Has(0, 1));
+}
+
+TEST(SimulatorFile, FillsByFormulas) {
+  TSimulator simulator = ReadServer(R"("holding": {
+    "0": {"count": 2, "formula": "constant", "value": 7},
+    "10": {"count": 3, "formula": "ramp", "from": 5, "step": -1},
+    "20": {"count": 1, "formula": "counter", "from": 100, "step": 2, "period": 0.5},
+    "30": {"count": 1, "formula": "sine", "low": 0, "high": 20, "period": 4}},
+    "coils": {"0": {"count": 1, "formula": "toggle", "period": 1}})");
+  const TSimulatedDevice& device = simulator.Device(5);
+  EXPECT_EQ(device.Holding.Get(1, 1), 7U);
+  EXPECT_EQ(device.Holding.Get(12, 1), 3U);
+  EXPECT_EQ(device.Holding.Get(20, 1), 104U);
+  EXPECT_EQ(device.Holding.Get(30, 1), 20U);
+  EXPECT_EQ(device.Coils.Get(0, 1), 1U);
+  EXPECT_FALSE(device.Holding.Has(0, 3));
+}
+
+TEST(SimulatorFile, ReadsTheIdentity) {
+  TSimulator simulator =
+      ReadServer(R"("identity": {"id": "0A0B", "text": "Насос", "running": false})");
+  const auto& identity = simulator.Device(5).Identity;
+  ASSERT_TRUE(identity);
+  EXPECT_EQ(identity->ServerId, (Bytes{0x0A, 0x0B}));
+  EXPECT_EQ(identity->Text, "Насос");
+  EXPECT_FALSE(identity->Running);
+}
+
+TEST(SimulatorFile, ReadsTheFaults) {
+  const TSimulator simulator = Read(R"({"servers": [], "faults": [
+    {"address": 1, "function": 3, "requests": [5, 8], "fault": "silence"},
+    {"fault": "exception", "code": 6}, {"fault": "checksum"}]})");
+  ASSERT_EQ(simulator.Faults.size(), 3U);
+  const TFaultRule& silence = simulator.Faults[0];
+  EXPECT_EQ(silence.Address, 1);
+  EXPECT_EQ(silence.Function, 3);
+  EXPECT_EQ(silence.First, 5U);
+  EXPECT_EQ(silence.Last, 8U);
+  EXPECT_EQ(silence.Fault, EFault::Silence);
+  EXPECT_EQ(simulator.Faults[1].Fault, EFault::Exception);
+  EXPECT_EQ(simulator.Faults[1].ExceptionCode, 6);
+  EXPECT_FALSE(simulator.Faults[1].Address);
+  EXPECT_EQ(simulator.Faults[2].Fault, EFault::WrongCheckSum);
+}
+
+TEST(SimulatorFile, LastAddressesCanBeFilled) {
+  TSimulator simulator = ReadServer(R"("holding": {"65534": [1, 2]},
+    "paged": {"0xFFFFFF": "AA"}, "input": {"65535": {"count": 1, "formula": "ramp",
+    "from": 1, "step": 0}})");
+  EXPECT_EQ(simulator.Device(5).Holding.Get(65535), 2U);
+  EXPECT_EQ(simulator.Device(5).Paged.Get(0xFFFFFF), 0xAAU);
+  EXPECT_EQ(simulator.Device(5).Input.Get(65535), 1U);
+}
+
+struct TMistake {
+  const char* Text;
+  const char* Message;
+};
+
+template <typename TReader>
+void ExpectMessage(const TReader& read, const std::string& message) {
+  try {
+    read();
+    ADD_FAILURE() << "accepted";
+  } catch (const Exception& error) {
+    EXPECT_EQ(error.what(), message);
+  }
+}
+
+TEST(SimulatorFile, NamesFileAndPlaceOfAMistake) {
+  const TMistake mistakes[] = {
+      {"[]", "plant.json: must be an object"},
+      {"{}", "plant.json: lacks \"servers\""},
+      {R"({"servers": [], "server": []})", "plant.json: can't have \"server\""},
+      {R"({"servers": {}})", "plant.json:/servers must be a list"},
+      {R"({"servers": [1]})", "plant.json:/servers/0 must be an object"},
+      {R"({"servers": [{}]})", "plant.json:/servers/0 lacks \"address\""},
+      {R"({"servers": [{"address": 0}]})", "plant.json:/servers/0/address must be 1 to 247"},
+      {R"({"servers": [{"address": "1"}]})", "plant.json:/servers/0/address must be 1 to 247"},
+      {R"({"servers": [{"address": 1}, {"address": 1}]})",
+       "plant.json:/servers/1/address is there twice"},
+      {R"({"servers": [], "faults": [{"fault": "late"}]})",
+       "plant.json:/faults/0/fault is no known fault"},
+      {R"({"servers": [], "faults": [{}]})", "plant.json:/faults/0 lacks \"fault\""},
+      {R"({"servers": [], "faults": [{"fault": "silence", "requests": [2]}]})",
+       "plant.json:/faults/0/requests must be the first and the last number"},
+      {R"({"servers": [], "faults": [{"fault": "silence", "requests": [2, 1]}]})",
+       "plant.json:/faults/0/requests/1 must be 2 to 18446744073709551615"},
+      {R"({"servers": [], "faults": [{"fault": "exception", "code": 256}]})",
+       "plant.json:/faults/0/code must be 1 to 255"},
+  };
+  for (const TMistake& mistake : mistakes) {
+    SCOPED_TRACE(mistake.Text);
+    ExpectMessage([&] { Read(mistake.Text); }, mistake.Message);
+  }
+}
+
+TEST(SimulatorFile, NamesThePlaceOfAServersMistake) {
+  const TMistake mistakes[] = {
+      {R"("coil": {})", " can't have \"coil\""},
+      {R"("coils": [])", "/coils must be an object"},
+      {R"("coils": {"0": [1, 2]})", "/coils/0/1 must be 0 to 1"},
+      {R"("coils": {"first": [1]})", "/coils/first must have a key of 0 to 65535"},
+      {R"("coils": {"-1": [1]})", "/coils/-1 must have a key of 0 to 65535"},
+      {R"("coils": {"65536": [1]})", "/coils/65536 must have a key of 0 to 65535"},
+      {R"("holding": {"100": [1, 2, 65536]})", "/holding/100/2 must be 0 to 65535"},
+      {R"("holding": {"100": [-1]})", "/holding/100/0 must be 0 to 65535"},
+      {R"("holding": {"100": [1.5]})", "/holding/100/0 must be 0 to 65535"},
+      {R"("holding": {"65535": [1, 2]})", "/holding/65535 runs past address 65535"},
+      {R"("holding": {"100": 5})", "/holding/100 must be a list"},
+      {R"("extended": {"1": [4294967296]})", "/extended/1/0 must be 0 to 4294967295"},
+      {R"("paged": {"0": [1]})", "/paged/0 must be a text"},
+      {R"("paged": {"0": "123"})", "/paged/0 must be pairs of hexadecimal digits"},
+      {R"("paged": {"0": "1-"})", "/paged/0 must be pairs of hexadecimal digits"},
+      {R"("paged": {"0xFFFFFF": "1122"})", "/paged/0xFFFFFF runs past address 16777215"},
+      {R"("identity": {"name": "x"})", "/identity can't have \"name\""},
+      {R"("identity": {"text": 1})", "/identity/text must be a text"},
+      {R"("identity": {"running": 1})", "/identity/running must be true or false"},
+      {R"("input": {"9": {"formula": "ramp"}})", "/input/9 lacks \"count\""},
+      {R"("input": {"9": {"count": 0, "formula": "ramp"}})", "/input/9/count must be 1 to 65527"},
+      {R"("input": {"9": {"count": 1}})", "/input/9 lacks \"formula\""},
+      {R"("input": {"9": {"count": 1, "formula": "cosine"}})",
+       "/input/9/formula is no known formula"},
+      {R"("input": {"9": {"count": 1, "formula": "ramp", "from": 1}})", "/input/9 lacks \"step\""},
+      {R"("input": {"9": {"count": 1, "formula": "ramp", "from": 1, "step": "1"}})",
+       "/input/9/step must be a number"},
+      {R"("input": {"9": {"count": 1, "formula": "constant", "value": 1, "step": 1}})",
+       "/input/9 can't have \"step\""},
+      {R"("input": {"9": {"count": 1, "formula": "toggle", "period": 0}})",
+       "/input/9 is wrong: A period must be above 0 seconds"},
+  };
+  for (const TMistake& mistake : mistakes) {
+    SCOPED_TRACE(mistake.Text);
+    ExpectMessage([&] { ReadServer(mistake.Text); },
+                  std::string("plant.json:/servers/0") + mistake.Message);
+  }
+}
+
+TEST(SimulatorFile, NamesLineAndColumnOfBrokenJson) {
+  try {
+    Read("{\n  \"servers\": [,]\n}");
+    ADD_FAILURE() << "accepted";
+  } catch (const Exception& error) {
+    EXPECT_EQ(std::string(error.what()).rfind("plant.json: line 2, column 15: ", 0), 0U)
+        << error.what();
+  }
+}
+
+TEST(SimulatorFile, NumbersPastAllBoundsAreRefused) {
+  EXPECT_THROW(ReadServer(R"("coils": {"0": [1e999]})"), Exception);
+  EXPECT_THROW(ReadServer(R"("holding": {"0": [99999999999999999999999]})"), Exception);
+}
+
+TEST(SimulatorFile, IsReadFromTheDisk) {
+  const std::string path = testing::TempDir() + "orvix_simulator_file_test.json";
+  WriteWholeFile(path, R"({"servers": [{"address": 9, "holding": {"1": [2]}}]})");
+  EXPECT_EQ(ReadSimulatorFile(path).Device(9).Holding.Get(1), 2U);
+  WriteWholeFile(path, "[]");
+  ExpectMessage([&] { ReadSimulatorFile(path); }, path + ": must be an object");
+  std::filesystem::remove(path);
+}
+
+TEST(SimulatorFile, NamesAFileThatIsNotThere) {
+  ExpectMessage([] { ReadSimulatorFile("/nowhere/plant.json"); },
+                "Can't read \"/nowhere/plant.json\": No such file or directory");
+}
+
+TEST(SimulatorFile, ExampleInTheHelpCanBeRead) {
+  const auto begin = kSimulatorFileForm.find('{');
+  const auto end = kSimulatorFileForm.find("Only");
+  TSimulator simulator = Read(kSimulatorFileForm.substr(begin, end - begin));
+  EXPECT_EQ(simulator.Device(1).Holding.Get(102), 3U);
+  EXPECT_EQ(simulator.Device(1).Identity->Text, "Pump");
+  EXPECT_EQ(simulator.Faults.size(), 3U);
+}
+
+}  // namespace
+}  // namespace OrvixModBus

@@ -1,0 +1,299 @@
+#include "tools/simulator/uSimulatorFile.h"
+
+#include <algorithm>
+#include <array>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/rtl/uException.h"
+#include "platform/rtl/uFormat.h"
+#include "platform/rtl/uNumText.h"
+#include "platform/rtl/uTextFile.h"
+#include "tools/simulator/uSimulatedFormula.h"
+
+namespace OrvixModBus {
+namespace {
+
+using TJson = nlohmann::json;
+
+using TKeys = std::vector<std::string_view>;
+
+// A value of the file and where it stands, for messages.
+class TNode {
+ public:
+  TNode(const TJson& value, std::string place) : fValue(&value), fPlace(std::move(place)) {}
+
+  [[noreturn]] void Fail(const std::string& what) const { throw Exception(fPlace + " " + what); }
+
+  bool IsObject() const { return fValue->is_object(); }
+  std::vector<std::pair<std::string, TNode>> Members() const;
+  std::vector<TNode> Items() const;
+  /// Of an object; Get fails when there is none of that key.
+  std::optional<TNode> Find(std::string_view key) const;
+  TNode Get(std::string_view key) const;
+  void AllowKeys(const TKeys& keys) const;
+
+  std::uint64_t Integer(std::uint64_t least, std::uint64_t greatest) const;
+  double Real() const;
+  bool Boolean() const;
+  const std::string& Text() const;
+  Bytes HexText() const;
+
+ private:
+  void Expect(bool fits, const std::string& what) const {
+    if (!fits) Fail("must be " + what);
+  }
+  TNode Child(const TJson& value, std::string_view key) const {
+    return {value, fPlace + "/" + std::string(key)};
+  }
+
+  const TJson* fValue;
+  std::string fPlace;
+};
+
+std::vector<std::pair<std::string, TNode>> TNode::Members() const {
+  Expect(IsObject(), "an object");
+  std::vector<std::pair<std::string, TNode>> members;
+  for (const auto& [key, value] : fValue->items()) members.emplace_back(key, Child(value, key));
+  return members;
+}
+
+std::vector<TNode> TNode::Items() const {
+  Expect(fValue->is_array(), "a list");
+  std::vector<TNode> items;
+  for (const TJson& value : *fValue) items.push_back(Child(value, IntToStr(std::ssize(items))));
+  return items;
+}
+
+std::optional<TNode> TNode::Find(std::string_view key) const {
+  Expect(IsObject(), "an object");
+  const auto member = fValue->find(key);
+  if (member == fValue->end()) return std::nullopt;
+  return Child(*member, key);
+}
+
+TNode TNode::Get(std::string_view key) const {
+  const auto member = Find(key);
+  if (!member) Fail(Format("lacks \"%s\"", {key}));
+  return *member;
+}
+
+void TNode::AllowKeys(const TKeys& keys) const {
+  for (const auto& [key, _] : Members()) {
+    if (std::ranges::find(keys, key) == keys.end()) Fail(Format("can't have \"%s\"", {key}));
+  }
+}
+
+std::uint64_t TNode::Integer(std::uint64_t least, std::uint64_t greatest) const {
+  const std::uint64_t value = fValue->is_number_unsigned() ? fValue->get<std::uint64_t>() : 0;
+  Expect(fValue->is_number_unsigned() && least <= value && value <= greatest,
+         Format("%u to %u", {least, greatest}));
+  return value;
+}
+
+double TNode::Real() const {
+  Expect(fValue->is_number(), "a number");
+  return fValue->get<double>();
+}
+
+bool TNode::Boolean() const {
+  Expect(fValue->is_boolean(), "true or false");
+  return fValue->get<bool>();
+}
+
+const std::string& TNode::Text() const {
+  Expect(fValue->is_string(), "a text");
+  return fValue->get_ref<const std::string&>();
+}
+
+Bytes TNode::HexText() const {
+  std::string digits = Text();
+  std::erase(digits, ' ');
+  const bool onlyDigits = digits.find_first_not_of("0123456789ABCDEFabcdef") == std::string::npos;
+  Expect(onlyDigits && digits.size() % 2 == 0, "pairs of hexadecimal digits");
+  Bytes bytes;
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    bytes.push_back(static_cast<std::uint8_t>(StrToInt("$" + digits.substr(i, 2))));
+  }
+  return bytes;
+}
+
+struct TFormulaForm {
+  using TArguments = std::vector<double>;
+  std::string_view Name;
+  TKeys Arguments;
+  TFormula (*Make)(const TArguments&);
+};
+
+const std::array<TFormulaForm, 5>& FormulaForms() {
+  using TArguments = TFormulaForm::TArguments;
+  static const std::array<TFormulaForm, 5> kForms{{
+      {"constant", {"value"}, [](const TArguments& a) { return ConstantFormula(a[0]); }},
+      {"ramp", {"from", "step"}, [](const TArguments& a) { return RampFormula(a[0], a[1]); }},
+      {"counter",
+       {"from", "step", "period"},
+       [](const TArguments& a) { return CounterFormula(a[0], a[1], a[2]); }},
+      {"sine",
+       {"low", "high", "period"},
+       [](const TArguments& a) { return SineFormula(a[0], a[1], a[2]); }},
+      {"toggle", {"period"}, [](const TArguments& a) { return ToggleFormula(a[0]); }},
+  }};
+  return kForms;
+}
+
+TFormula ReadFormula(const TNode& node) {
+  const TNode name = node.Get("formula");
+  const auto form = std::ranges::find(FormulaForms(), name.Text(), &TFormulaForm::Name);
+  if (form == FormulaForms().end()) name.Fail("is no known formula");
+  TKeys keys = form->Arguments;
+  keys.insert(keys.end(), {"formula", "count"});
+  node.AllowKeys(keys);
+  TFormulaForm::TArguments arguments;
+  for (const std::string_view key : form->Arguments) arguments.push_back(node.Get(key).Real());
+  try {
+    return form->Make(arguments);
+  } catch (const EArgumentOutOfRangeException& error) {
+    node.Fail(std::string("is wrong: ") + error.what());
+  }
+}
+
+constexpr std::uint32_t kWordMax = 0xFFFF;
+
+struct TTableForm {
+  std::string_view Key;
+  TSimulatedTable TSimulatedDevice::*Table;
+  std::uint32_t GreatestAddress = kWordMax;
+  std::uint32_t GreatestValue = kWordMax;  // 0: bytes as hexadecimal text
+};
+
+constexpr std::array<TTableForm, 6> kTables{{
+    {"coils", &TSimulatedDevice::Coils, kWordMax, 1},
+    {"discrete", &TSimulatedDevice::Discrete, kWordMax, 1},
+    {"holding", &TSimulatedDevice::Holding},
+    {"input", &TSimulatedDevice::Input},
+    {"extended", &TSimulatedDevice::Extended, kWordMax, 0xFFFFFFFF},
+    {"paged", &TSimulatedDevice::Paged, 0xFFFFFF, 0},
+}};
+
+std::vector<std::uint32_t> ReadValues(const TNode& node, const TTableForm& form) {
+  std::vector<std::uint32_t> values;
+  if (form.GreatestValue == 0) {
+    const Bytes bytes = node.HexText();
+    values.assign(bytes.begin(), bytes.end());
+  } else {
+    for (const TNode& item : node.Items()) {
+      values.push_back(static_cast<std::uint32_t>(item.Integer(0, form.GreatestValue)));
+    }
+  }
+  return values;
+}
+
+void ReadRange(const std::string& key, const TNode& node, const TTableForm& form,
+               TSimulatedTable& table) {
+  std::int32_t first = 0;
+  if (!TryStrToInt(key, first) || first < 0 || std::cmp_greater(first, form.GreatestAddress)) {
+    node.Fail(Format("must have a key of 0 to %u", {form.GreatestAddress}));
+  }
+  const auto start = static_cast<std::uint32_t>(first);
+  const std::uint32_t room = form.GreatestAddress - start + 1;
+  if (node.IsObject()) {
+    const auto count = static_cast<std::uint32_t>(node.Get("count").Integer(1, room));
+    table.SetFormula(start, count, ReadFormula(node));
+  } else {
+    const auto values = ReadValues(node, form);
+    if (values.size() > room) node.Fail(Format("runs past address %u", {form.GreatestAddress}));
+    table.Set(start, values);
+  }
+}
+
+TSimulatedIdentity ReadIdentity(const TNode& node) {
+  node.AllowKeys({"id", "text", "running"});
+  TSimulatedIdentity identity;
+  if (const auto id = node.Find("id")) identity.ServerId = id->HexText();
+  if (const auto text = node.Find("text")) identity.Text = text->Text();
+  if (const auto running = node.Find("running")) identity.Running = running->Boolean();
+  return identity;
+}
+
+void ReadServer(const TNode& node, TSimulatedDevice& device) {
+  TKeys keys{"address", "identity"};
+  for (const TTableForm& form : kTables) {
+    keys.push_back(form.Key);
+    const auto table = node.Find(form.Key);
+    if (!table) continue;
+    for (const auto& [key, range] : table->Members()) {
+      ReadRange(key, range, form, device.*form.Table);
+    }
+  }
+  node.AllowKeys(keys);
+  if (const auto identity = node.Find("identity")) device.Identity = ReadIdentity(*identity);
+}
+
+EFault ReadFaultName(const TNode& node) {
+  if (node.Text() == "silence") return EFault::Silence;
+  if (node.Text() == "exception") return EFault::Exception;
+  if (node.Text() == "checksum") return EFault::WrongCheckSum;
+  node.Fail("is no known fault");
+}
+
+TFaultRule ReadFault(const TNode& node) {
+  node.AllowKeys({"address", "function", "requests", "fault", "code"});
+  const auto byte = [](const TNode& number, std::uint64_t least, std::uint64_t greatest) {
+    return static_cast<std::uint8_t>(number.Integer(least, greatest));
+  };
+  TFaultRule rule;
+  rule.Fault = ReadFaultName(node.Get("fault"));
+  if (const auto address = node.Find("address")) rule.Address = byte(*address, 0, 247);
+  if (const auto function = node.Find("function")) rule.Function = byte(*function, 1, 255);
+  if (const auto code = node.Find("code")) rule.ExceptionCode = byte(*code, 1, 255);
+  if (const auto requests = node.Find("requests")) {
+    const auto numbers = requests->Items();
+    if (numbers.size() != 2) requests->Fail("must be the first and the last number");
+    rule.First = numbers[0].Integer(1, rule.Last);
+    rule.Last = numbers[1].Integer(rule.First, rule.Last);
+  }
+  return rule;
+}
+
+TSimulator ReadSimulator(const TNode& root) {
+  root.AllowKeys({"servers", "faults"});
+  TSimulator simulator;
+  std::set<std::uint64_t> addresses;
+  for (const TNode& server : root.Get("servers").Items()) {
+    const TNode address = server.Get("address");
+    const std::uint64_t number = address.Integer(1, 247);
+    if (!addresses.insert(number).second) address.Fail("is there twice");
+    ReadServer(server, simulator.Device(static_cast<std::uint8_t>(number)));
+  }
+  if (const auto faults = root.Find("faults")) {
+    for (const TNode& fault : faults->Items()) simulator.Faults.push_back(ReadFault(fault));
+  }
+  return simulator;
+}
+
+// Of the parser's message what is for people: "line 3, column 7: ...".
+std::string Readable(const std::string& message) {
+  const auto place = message.find("line ");
+  return place != std::string::npos ? message.substr(place) : message;
+}
+
+}  // namespace
+
+TSimulator ReadSimulatorFile(const std::string& path) {
+  return ReadSimulatorText(ReadWholeFile(path), path);
+}
+
+TSimulator ReadSimulatorText(std::string_view text, const std::string& name) {
+  try {
+    const TJson json = TJson::parse(text, nullptr, true, true);  // with remarks
+    return ReadSimulator(TNode(json, name + ":"));
+  } catch (const TJson::exception& error) {
+    throw Exception(name + ": " + Readable(error.what()));
+  }
+}
+
+}  // namespace OrvixModBus
