@@ -170,7 +170,7 @@ void BuildPlant(TSimulator& simulator) {
   TSimulatedDevice& device = simulator.Device(kPlantAdres);
   BuildHolding(device.Holding);
   BuildInput(device.Input);
-  device.Coils.Set(0, {1, 0, 1, 1});
+  device.Coils.Set(0, {1, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0});
   device.Discrete.Set(16, {1, 0, 0});
   device.Extended.Set(16, {184312});
   device.Paged.Set(0x01FF00, Characters("WINTER 2"));

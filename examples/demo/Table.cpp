@@ -25,7 +25,7 @@ void PrintRow(const TMBReg& reg) {
   char place[32];
   std::snprintf(place, sizeof place, "%8u   $%02X", reg.Adress(), reg.MBFuncRead());
   std::printf("%s%s   %s%s%s\n", Padded(reg.Name(), 14).c_str(), place,
-              Padded(ShortHex(reg.Data()), 20).c_str(), Padded(ValueText(reg), 24).c_str(),
+              Padded(ShortHex(reg.Data()), 20).c_str(), Padded(ValueText(reg), 31).c_str(),
               reg.Caption().c_str());
 }
 
@@ -54,7 +54,7 @@ std::string ValueText(const TMBReg& reg) {
 
 void PrintTable(const TMBRegs& regs) {
   std::printf("%s%s   %s   %s%s%s\n", Padded("name", 14).c_str(), " address", "func",
-              Padded("bytes", 19).c_str(), Padded("value", 24).c_str(), "unit or caption");
+              Padded("bytes", 19).c_str(), Padded("value", 31).c_str(), "unit or caption");
   for (const TMBReg* reg : regs.RegList()) PrintRow(*reg);
 }
 

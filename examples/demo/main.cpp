@@ -98,23 +98,27 @@ class TDemo {
     fConnection.SetConnectionType(TConnectionType::mbEmul);
     fClient.SetConnection(&fConnection);
     fClient.OnGetEmulData = {this, &TDemo::AnswerEmulated};
-    std::printf("An emulated boiler plant inside this program: no line, no faults.\n");
+    std::printf(
+        "An emulated boiler plant inside this program: no line, no faults, and discrete\n"
+        "inputs (function $02) are not read.\n");
   }
 
-  // The emulated device takes its values from the same plant, register by register.
+  // The emulated device takes its values from the same plant, register by register. A reply of
+  // bits holds eight of them, and updates the neighbours too, so it must hold theirs as well.
   void AnswerEmulated(TMBReg& reg, Bytes& data) {
+    const std::uint8_t func = reg.MBFuncRead();
     const auto byte = [&](int index) {
       return static_cast<std::uint8_t>((reg.Adress() >> (8 * index)) & 0xFF);
     };
-    const bool paged = reg.MBFuncRead() >= 0x43;
-    const Bytes request = paged ? Bytes{reg.MBFuncRead(), byte(2), byte(1), byte(0),
-                                        static_cast<std::uint8_t>(reg.CountInByte())}
-                                : Bytes{reg.MBFuncRead(), byte(1), byte(0), 0, reg.GetRegsCount()};
-    const Bytes reply =
-        fEmulated.Device(kPlantAdres).Answer(request, std::chrono::duration<double>(Age()).count());
-    if (reply[0] != reg.MBFuncRead()) return;  // an exception reply: there is no such register
-    const std::ptrdiff_t first = paged ? 5 : reg.MBFuncRead() == 0x21 ? 1 : 2;
-    data.assign(reply.begin() + first, reply.end());
+    const auto bytes = static_cast<std::uint8_t>(reg.CountInByte());
+    const std::uint8_t count = func == 0x01 ? 8 : func == 0x21 ? 0 : reg.GetRegsCount();
+    const bool paged = func == 0x43 || func == 0x44;
+    const Bytes request = paged ? Bytes{func, byte(2), byte(1), byte(0), bytes}
+                                : Bytes{func, byte(1), byte(0), 0, count};
+    const double seconds = std::chrono::duration<double>(Age()).count();
+    const Bytes reply = fEmulated.Device(kPlantAdres).Answer(request, seconds);
+    if (reply[0] != func) return;  // an exception reply: there is no such register
+    data.assign(reply.begin() + (paged ? 5 : func == 0x21 ? 1 : 2), reply.end());
   }
 
   bool ReadLetter() {
