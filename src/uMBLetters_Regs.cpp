@@ -23,10 +23,7 @@ std::string HexOf(const Bytes& data) {
 
 TPersistent* TMBRegs::GetOwner() const { return &fLetter; }
 
-TMBReg* TMBRegs::GetItemByName(const std::string& name) const {
-  const int index = NameIndex(name);
-  return index >= 0 ? RegByIndex(index) : nullptr;
-}
+TMBReg* TMBRegs::GetItemByName(const std::string& name) const { return RegByName(name); }
 
 bool TMBRegs::TryGetRegByName(const std::string& name, TMBReg*& reg) const {
   reg = GetItemByName(name);
@@ -38,10 +35,9 @@ void TMBRegs::SetItemByName(const std::string& name, const TMBReg& value) {
 }
 
 bool TMBRegs::DeleteByName(const std::string& name) {
-  const int index = NameIndex(name);
-  if (index < 0) return false;
-  TMBReg* const reg = RegByIndex(index);
-  DelByIndex(index);
+  TMBReg* const reg = GetItemByName(name);
+  if (reg == nullptr) return false;
+  DelByName(name);
   Delete(reg->Index());
   return true;
 }

@@ -225,24 +225,24 @@ const TClassInfo& TMBReg::StaticClass() {
 }
 
 TRegNameCollection::TRegNameCollection()
-    : TCollection([](TCollection* c) -> TCollectionItem* { return new TMBReg(c); }) {
-  fNames.SetSorted(true);
-}
+    : TCollection([](TCollection* c) -> TCollectionItem* { return new TMBReg(c); }) {}
 
 // The registers leave the index while there is one.
 TRegNameCollection::~TRegNameCollection() { TRegNameCollection::Clear(); }
 
-int TRegNameCollection::NameIndex(const std::string& name) const {
-  return fNames.IndexOf(TMBLib::DeleteBitFromRegName(name));
+TMBReg* TRegNameCollection::RegByName(const std::string& name) const {
+  return fNames.Find(TMBLib::DeleteBitFromRegName(name));
 }
 
-TMBReg* TRegNameCollection::RegByIndex(int index) const {
-  return static_cast<TMBReg*>(fNames.Objects(index));
+int TRegNameCollection::NameIndex(const std::string& name) const {
+  return fNames.Position(TMBLib::DeleteBitFromRegName(name));
 }
+
+TMBReg* TRegNameCollection::RegByIndex(int index) const { return fNames.RegAt(index); }
 
 void TRegNameCollection::SetRegValue(int index, TMBReg& reg) {
   --RegByIndex(index)->fIndexLines;
-  fNames.SetObject(index, &reg);
+  fNames.SetRegAt(index, reg);
   ++reg.fIndexLines;
 }
 
@@ -253,22 +253,27 @@ void TRegNameCollection::SetNameByIndex(int index, const std::string& name) {
 }
 
 void TRegNameCollection::AddRegItem(const std::string& name, TMBReg& reg) {
-  const int count = fNames.Count();
-  fNames.AddObject(TMBLib::DeleteBitFromRegName(name), &reg);
-  reg.fIndexLines += fNames.Count() - count;
+  if (fNames.Add(TMBLib::DeleteBitFromRegName(name), reg)) ++reg.fIndexLines;
 }
 
 void TRegNameCollection::ChangeName(const std::string& oldName, const std::string& newName,
                                     TMBReg& reg) {
-  const int index = NameIndex(oldName);
-  if (index < 0) return AddRegItem(newName, reg);
-  if (RegByIndex(index) != &reg) SetRegValue(index, reg);
-  SetNameByIndex(index, newName);
+  DelByName(oldName);
+  AddRegItem(newName, reg);
 }
 
-void TRegNameCollection::DelByIndex(int index) {
-  --RegByIndex(index)->fIndexLines;
-  fNames.Delete(index);
+void TRegNameCollection::DelByIndex(int index) { DelLine(std::string(fNames.NameAt(index))); }
+
+void TRegNameCollection::DelByName(const std::string& name) {
+  DelLine(TMBLib::DeleteBitFromRegName(name));
+}
+
+// Takes the name as it stands in the index: without its bit suffix, which a name may have twice.
+void TRegNameCollection::DelLine(const std::string& indexedName) {
+  TMBReg* const reg = fNames.Find(indexedName);
+  if (reg == nullptr) return;
+  --reg->fIndexLines;
+  fNames.Remove(indexedName);
 }
 
 void TRegNameCollection::Clear() {
@@ -277,8 +282,7 @@ void TRegNameCollection::Clear() {
 }
 
 void TRegNameCollection::Forget(TMBReg& reg) noexcept {
-  const int index = NameIndex(reg.fName);
-  if (index >= 0 && RegByIndex(index) == &reg) DelByIndex(index);
+  if (RegByName(reg.fName) == &reg) DelByName(reg.fName);
   // Lines under other names come from AddRegItem and SetRegValue; they are few.
   for (int i = fNames.Count() - 1; i >= 0 && reg.fIndexLines > 0; --i) {
     if (RegByIndex(i) == &reg) DelByIndex(i);

@@ -8,8 +8,8 @@
 
 #include "platform/model/uCollection.h"
 #include "platform/model/uEvent.h"
-#include "platform/model/uStringList.h"
 #include "uMBLib.h"
+#include "uMBReg_Names.h"
 #include "uMBTypeInfo.h"
 
 namespace OrvixModBus {
@@ -141,6 +141,8 @@ class TRegNameCollection : public TCollection {
   TRegNameCollection();
   ~TRegNameCollection() override;
 
+  /// The register of that name; nil when absent. Needs no position.
+  TMBReg* RegByName(const std::string& name) const;
   /// Position of name in the index; -1 when absent.
   int NameIndex(const std::string& name) const;
   /// EListError past the end, here and below.
@@ -154,6 +156,7 @@ class TRegNameCollection : public TCollection {
   void ChangeName(const std::string& oldName, const std::string& newName, TMBReg& reg);
   /// Deletes the line; the register stays in the collection.
   void DelByIndex(int index);
+  void DelByName(const std::string& name);  ///< nothing when absent
   void Clear() override;
 
   /// Grows whenever a register enters, leaves or moves, on the device (address, function codes)
@@ -166,9 +169,10 @@ class TRegNameCollection : public TCollection {
  private:
   friend class TMBReg;
 
+  void DelLine(const std::string& indexedName);
   void Forget(TMBReg& reg) noexcept;
 
-  TStringList fNames;
+  TMBRegNames fNames;
   std::uint64_t fMoves = 0;
 };
 

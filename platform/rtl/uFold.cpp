@@ -88,4 +88,10 @@ int CompareText(std::string_view a, std::string_view b) {
   return static_cast<int>(!a.empty()) - static_cast<int>(!b.empty());
 }
 
+std::size_t HashText(std::string_view text) {
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a over the folded characters
+  while (!text.empty()) hash = (hash ^ TakeFolded(text)) * 1099511628211u;
+  return static_cast<std::size_t>(hash ^ (hash >> 32));
+}
+
 }  // namespace OrvixModBus

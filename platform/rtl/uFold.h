@@ -1,6 +1,7 @@
 #pragma once
 // uFold: comparing names without case: Latin, Greek and Cyrillic alike.
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -19,5 +20,20 @@ bool SameText(std::string_view a, std::string_view b);
 /// Below 0, 0 or above 0: the order of the folded texts, character by character; bytes that are no
 /// UTF-8 come after every character.
 int CompareText(std::string_view a, std::string_view b);
+
+/// Equal for texts that SameText holds for equal.
+std::size_t HashText(std::string_view text);
+
+/// For a hash map whose keys are compared without regard to case, and that is asked by views.
+struct TFoldedHash {
+  using is_transparent = void;
+  // Not noexcept on purpose: the standard library's map then keeps the hash with each entry and
+  // need not fold all its keys again when it grows.
+  std::size_t operator()(std::string_view text) const { return HashText(text); }
+};
+struct TFoldedEqual {
+  using is_transparent = void;
+  bool operator()(std::string_view a, std::string_view b) const { return SameText(a, b); }
+};
 
 }  // namespace OrvixModBus
