@@ -31,8 +31,8 @@ double FixedPoint(TByteView data, std::size_t intBytes, std::size_t fracBytes, s
 
 // Adds 1 to a big-endian number; a carry out of its first byte is lost.
 void Increment(std::span<std::uint8_t> number) {
-  for (auto byte = number.rbegin(); byte != number.rend(); ++byte) {
-    if (++*byte != 0) return;
+  for (std::size_t i = number.size(); i > 0; --i) {
+    if (++number[i - 1] != 0) return;
   }
 }
 

@@ -8,7 +8,7 @@
 namespace OrvixModBus {
 namespace {
 
-constexpr int kDaysTo1899_12_30 = 693594;  // from 0000-12-31
+constexpr int kDaysBeforeDayZero = 693594;  // from 0000-12-31 to 1899-12-30
 constexpr double kMillisecondsPerDay = 24 * 60 * 60 * 1000.0;
 
 bool IsLeapYear(int year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
@@ -28,7 +28,7 @@ int EncodeDate(int year, int month, int day) {
   const int before = year - 1;
   int days = before * 365 + before / 4 - before / 100 + before / 400 + day;
   for (int m = 1; m < month; ++m) days += DaysInMonth(year, m);
-  return days - kDaysTo1899_12_30;
+  return days - kDaysBeforeDayZero;
 }
 
 double EncodeTime(int hour, int minute, int second, int millisecond) {

@@ -1,7 +1,7 @@
 #pragma once
 // uDecimal: the decimal digits of a double, exact, and their rounding.
 
-#include <array>
+#include <cstddef>
 #include <string_view>
 
 namespace OrvixModBus {
@@ -9,11 +9,11 @@ namespace OrvixModBus {
 /// A finite number without its sign: 0.d1d2d3... times 10 to the power of the exponent. The first
 /// and the last digit kept are never 0; zero has no digits.
 struct TDecimal {
-  std::array<char, 768> digits;  ///< as characters; 767 is the most that a double has
+  char digits[768];  ///< as characters; 767 is the most that a double has
   int count = 0;
   int exponent = 0;
 
-  std::string_view Digits() const { return {digits.data(), static_cast<std::size_t>(count)}; }
+  std::string_view Digits() const { return {digits, static_cast<std::size_t>(count)}; }
 
   /// Keeps the first `keep` digits, rounding the rest half away from zero.
   void Round(int keep);

@@ -92,7 +92,7 @@ std::optional<double> ParseReal(std::string_view text) {
   std::replace(plain.begin(), plain.end(), separator, '.');
   double value = 0;
   const auto read = std::from_chars(plain.data(), plain.data() + plain.size(), value);
-  if (read.ec != std::errc() || std::isinf(value)) return std::nullopt;
+  if (read.ec != std::errc()) return std::nullopt;
   return negative ? -value : value;
 }
 
@@ -150,7 +150,7 @@ void AppendMantissa(std::string& text, const TDecimal& decimal, int digits) {
 std::string IntToStr(std::int64_t value) { return std::to_string(value); }
 
 std::string IntToHex(std::uint64_t value, int digits) {
-  std::array<char, 16> text;
+  std::array<char, 16> text{};
   const auto end = std::to_chars(text.begin(), text.end(), value, 16).ptr;
   const int missing = digits - static_cast<int>(end - text.begin());
   std::string result(ToSize(missing), '0');

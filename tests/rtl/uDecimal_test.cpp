@@ -21,6 +21,13 @@ TEST(ExactDecimal, WritesABinaryFractionOut) {
   EXPECT_EQ(tenth.exponent, 0);
 }
 
+TEST(ExactDecimal, ReachesTheLastBitOfTheMantissa) {
+  EXPECT_EQ(ExactDecimal(1 + DBL_EPSILON).Digits(),
+            "10000000000000002220446049250313080847263336181640625");
+  EXPECT_EQ(ExactDecimal(9007199254740991).Digits(), "9007199254740991");
+  EXPECT_EQ(ExactDecimal(4503599627370495.5).Digits(), "45035996273704955");
+}
+
 TEST(ExactDecimal, DropsTheZerosAtBothEnds) {
   const TDecimal large = ExactDecimal(-1200);
   EXPECT_EQ(large.Digits(), "12");

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/rtl/uText.h"
@@ -25,6 +28,7 @@ TEST_P(FoldCaseText, IsSmallLetters) {
   EXPECT_EQ(FoldCase(text), folded);
   EXPECT_EQ(FoldCase(folded), folded);
   EXPECT_TRUE(SameText(text, folded));
+  EXPECT_EQ(HashText(text), HashText(folded));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -54,6 +58,19 @@ TEST(FoldChar, LeavesEveryFoldedCharacterAlone) {
   for (char32_t code = 0; code < 0x3000; ++code) {
     EXPECT_EQ(FoldChar(FoldChar(code)), FoldChar(code)) << static_cast<unsigned>(code);
   }
+}
+
+TEST(HashText, FindsKeysOfAMapWithoutRegardToCase) {
+  std::unordered_map<std::string, int, TFoldedHash, TFoldedEqual> map{{"Насос", 1}, {"Pump", 2}};
+  EXPECT_EQ(map.find(std::string_view("НАСОС"))->second, 1);
+  EXPECT_EQ(map.find(std::string_view("pUMP"))->second, 2);
+  EXPECT_EQ(map.count(std::string_view("Pum")), 0u);
+}
+
+TEST(HashText, TellsTheNamesOfASeriesApart) {
+  std::set<std::size_t> hashes;
+  for (int i = 0; i < 10000; ++i) hashes.insert(HashText("Temp" + std::to_string(i)));
+  EXPECT_EQ(hashes.size(), 10000u);
 }
 
 struct TOrderRow {
