@@ -11,6 +11,12 @@
 namespace OrvixModBus {
 namespace {
 
+void CheckIsItemOf(const TCollection& collection, const TMBReg& reg) {
+  if (reg.Collection() != &collection) {
+    throw Exception("Reg " + reg.Name() + " is not in this collection");
+  }
+}
+
 void CheckSize(int bytes) {
   if (bytes > kMaxRegBytes) throw Exception("More then 250 bytes in reg");
 }
@@ -183,8 +189,12 @@ void TMBReg::Assign(const TPersistent& source) {
   fRegType = reg->fRegType;
   fRegTypeName = reg->fRegTypeName;
   fTypeInfo = reg->fTypeInfo;
-  const auto count = static_cast<std::uint16_t>(reg->fData.size() % 256);
-  for (std::uint16_t i = 0; i < count; ++i) SetData(i, reg->GetData(i));
+  // Handlers of OnDataChange may destroy either register.
+  const TRef<TMBReg> self(this);
+  const Bytes data(reg->fData.begin(), reg->fData.begin() + reg->CountInByte() % 256);
+  for (std::size_t i = 0; self && i < data.size(); ++i) {
+    SetData(static_cast<std::uint16_t>(i), data[i]);
+  }
 }
 
 TRegNameCollection* TMBReg::Names() const {
@@ -228,7 +238,9 @@ TRegNameCollection::TRegNameCollection()
     : TCollection([](TCollection* c) -> TCollectionItem* { return new TMBReg(c); }) {}
 
 // The registers leave the index while there is one.
-TRegNameCollection::~TRegNameCollection() { TRegNameCollection::Clear(); }
+TRegNameCollection::~TRegNameCollection() {
+  while (Count() > 0) delete Items(Count() - 1);
+}
 
 TMBReg* TRegNameCollection::RegByName(const std::string& name) const {
   return fNames.Find(TMBLib::DeleteBitFromRegName(name));
@@ -241,6 +253,7 @@ int TRegNameCollection::NameIndex(const std::string& name) const {
 TMBReg* TRegNameCollection::RegByIndex(int index) const { return fNames.RegAt(index); }
 
 void TRegNameCollection::SetRegValue(int index, TMBReg& reg) {
+  CheckIsItemOf(*this, reg);
   --RegByIndex(index)->fIndexLines;
   fNames.SetRegAt(index, reg);
   ++reg.fIndexLines;
@@ -253,16 +266,18 @@ void TRegNameCollection::SetNameByIndex(int index, const std::string& name) {
 }
 
 void TRegNameCollection::AddRegItem(const std::string& name, TMBReg& reg) {
+  CheckIsItemOf(*this, reg);
   if (fNames.Add(TMBLib::DeleteBitFromRegName(name), reg)) ++reg.fIndexLines;
 }
 
 void TRegNameCollection::ChangeName(const std::string& oldName, const std::string& newName,
                                     TMBReg& reg) {
+  CheckIsItemOf(*this, reg);
   DelByName(oldName);
   AddRegItem(newName, reg);
 }
 
-void TRegNameCollection::DelByIndex(int index) { DelLine(std::string(fNames.NameAt(index))); }
+void TRegNameCollection::DelByIndex(int index) { DelLine(fNames.NameAt(index)); }
 
 void TRegNameCollection::DelByName(const std::string& name) {
   DelLine(TMBLib::DeleteBitFromRegName(name));
@@ -277,8 +292,8 @@ void TRegNameCollection::DelLine(const std::string& indexedName) {
 }
 
 void TRegNameCollection::Clear() {
-  fNames.Clear();  // first: the registers need not be taken out one by one
   TCollection::Clear();
+  fNames.Clear();
 }
 
 void TRegNameCollection::Forget(TMBReg& reg) noexcept {

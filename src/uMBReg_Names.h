@@ -2,23 +2,24 @@
 // uMBReg_Names: the name index of a register collection.
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "platform/model/uChunkedList.h"
-#include "platform/rtl/uFold.h"
 
 namespace OrvixModBus {
 
 class TMBReg;
 
 /// Names without regard to case, each with a register. A look-up by name costs the same however
-/// many there are. Positions are those of the names in order; the order is made when a position
-/// is first asked for, and kept from then on.
+/// many there are: a hash table whose slots hold only hashes and line numbers, so that a miss
+/// mostly touches one slot. Positions are those of the names in order; the order is made when a
+/// position is first asked for, and kept from then on.
 class TMBRegNames {
  public:
-  int Count() const { return static_cast<int>(fEntries.size()); }
+  int Count() const { return static_cast<int>(fLines.size() - fFreeLines.size()); }
   /// The register of that name; nil when absent.
   TMBReg* Find(std::string_view name) const;
   /// False, and nothing has changed, when the name is there already.
@@ -30,20 +31,34 @@ class TMBRegNames {
   /// Position of name in the order of names; -1 when absent.
   int Position(std::string_view name) const;
   /// EListError past the end, here and below.
-  std::string_view NameAt(int position) const;
-  TMBReg* RegAt(int position) const;
-  void SetRegAt(int position, TMBReg& reg);
+  const std::string& NameAt(int position) const { return fLines[LineAt(position)].Name; }
+  TMBReg* RegAt(int position) const { return fLines[LineAt(position)].Reg; }
+  void SetRegAt(int position, TMBReg& reg) { fLines[LineAt(position)].Reg = &reg; }
 
  private:
-  using TEntries = std::unordered_map<std::string, TMBReg*, TFoldedHash, TFoldedEqual>;
-  using TEntry = TEntries::value_type;
+  struct TLine {
+    std::string Name;
+    TMBReg* Reg = nullptr;  // nil: the line is free
+  };
+  struct TSlot {
+    std::uint32_t Hash = 0;
+    std::uint32_t Line = kNoLine;
+  };
+  static constexpr std::uint32_t kNoLine = 0xFFFFFFFF;
 
+  std::size_t SlotOf(std::string_view name, std::uint32_t hash) const;
+  std::size_t NextSlot(std::size_t slot) const { return (slot + 1) & (fSlots.size() - 1); }
+  void Grow();
+  void EmptySlot(std::size_t slot);
+  std::uint32_t TakeLine(std::string_view name, TMBReg& reg);
   std::size_t PlaceOf(std::string_view name) const;
   void PutInOrder() const;
-  const TEntry& EntryAt(int position) const;
+  std::size_t LineAt(int position) const;
 
-  TEntries fEntries;
-  mutable TChunkedList<const TEntry*> fOrdered;
+  std::vector<TLine> fLines;
+  std::vector<std::uint32_t> fFreeLines;
+  std::vector<TSlot> fSlots;  // a power of two, at most half of them taken
+  mutable TChunkedList<std::uint32_t> fOrdered;
   mutable bool fIsOrdered = false;
 };
 

@@ -24,16 +24,4 @@ int CompareText(std::string_view a, std::string_view b);
 /// Equal for texts that SameText holds for equal.
 std::size_t HashText(std::string_view text);
 
-/// For a hash map whose keys are compared without regard to case, and that is asked by views.
-struct TFoldedHash {
-  using is_transparent = void;
-  // Not noexcept on purpose: the standard library's map then keeps the hash with each entry and
-  // need not fold all its keys again when it grows.
-  std::size_t operator()(std::string_view text) const { return HashText(text); }
-};
-struct TFoldedEqual {
-  using is_transparent = void;
-  bool operator()(std::string_view a, std::string_view b) const { return SameText(a, b); }
-};
-
 }  // namespace OrvixModBus
