@@ -6,7 +6,6 @@
 #include <random>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/rtl/uText.h"
@@ -58,13 +57,6 @@ TEST(FoldChar, LeavesEveryFoldedCharacterAlone) {
   for (char32_t code = 0; code < 0x3000; ++code) {
     EXPECT_EQ(FoldChar(FoldChar(code)), FoldChar(code)) << static_cast<unsigned>(code);
   }
-}
-
-TEST(HashText, FindsKeysOfAMapWithoutRegardToCase) {
-  std::unordered_map<std::string, int, TFoldedHash, TFoldedEqual> map{{"Насос", 1}, {"Pump", 2}};
-  EXPECT_EQ(map.find(std::string_view("НАСОС"))->second, 1);
-  EXPECT_EQ(map.find(std::string_view("pUMP"))->second, 2);
-  EXPECT_EQ(map.count(std::string_view("Pum")), 0u);
 }
 
 TEST(HashText, TellsTheNamesOfASeriesApart) {
