@@ -1,0 +1,191 @@
+// orvixsim: simulated Modbus RTU devices on a pseudo-terminal or a serial port.
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <system_error>
+
+#include "platform/loop/uSystemLoop.h"
+#include "platform/modbus/uSerialPort.h"
+#include "platform/rtl/uNumText.h"
+#include "tools/simulator/uOwnedHandle.h"
+#include "tools/simulator/uPseudoTerminal.h"
+#include "tools/simulator/uSimulatorFile.h"
+#include "tools/simulator/uSimulatorLine.h"
+
+namespace OrvixModBus {
+namespace {
+
+// What is simulated without a file.
+constexpr char kExample[] = R"({"servers": [{
+  "address": 1,
+  "coils": {"0": [1, 0, 1, 0, 1, 0, 1, 0]},
+  "discrete": {"0": {"count": 8, "formula": "toggle", "period": 1}},
+  "holding": {"0": {"count": 1, "formula": "counter", "from": 0, "step": 1, "period": 1},
+              "1": {"count": 1, "formula": "sine", "low": -1000, "high": 1000, "period": 10},
+              "100": [1, 2, 3, 4, 5, 6, 7, 8, 9, 10]},
+  "input": {"0": {"count": 1000, "formula": "ramp", "from": 0, "step": 1}},
+  "extended": {"1": [1, 2, 3]},
+  "paged": {"0x10000": "00 11 22 33 44 55 66 77"},
+  "identity": {"id": "01", "text": "Simulated device"}
+}]})";
+
+struct TOptions {
+  std::string File, Link, Port;
+  std::uint32_t BaudRate = 19200;
+  std::string Parity = "even";
+  double Turnaround = 0;  // ms
+  std::size_t Burst = TSimulatorLineSettings().Burst;
+  bool Pace = false;
+  bool Trace = false;
+};
+
+void Describe(CLI::App& app, TOptions& options) {
+  app.add_option("FILE", options.File,
+                 "the devices, see below; without it server 1 has a few values of each kind");
+  auto* link =
+      app.add_option("--link", options.Link,
+                     "make this a symbolic link to the pseudo-terminal while that is there")
+          ->type_name("PATH");
+  auto* port = app.add_option("--port", options.Port, "serve this serial port")->type_name("PATH");
+  auto* pace = app.add_flag("--pace", options.Pace,
+                            "keep a pseudo-terminal to the baud rate, at 11 bits a character");
+  app.add_option("--baud", options.BaudRate, "bits per second, of the port or for --pace")
+      ->check(CLI::Range(50, 10'000'000))
+      ->type_name("N")
+      ->capture_default_str();
+  app.add_option("--parity", options.Parity, "of the port: even, odd, or none and two stop bits")
+      ->check(CLI::IsMember({"even", "odd", "none"}))
+      ->needs(port)
+      ->capture_default_str();
+  app.add_option("--burst", options.Burst, "characters that come at once with --pace")
+      ->check(CLI::Range(1, 256))
+      ->needs(pace)
+      ->type_name("N")
+      ->capture_default_str();
+  app.add_option("--turnaround", options.Turnaround, "from the end of a request to its reply")
+      ->check(CLI::Range(0.0, 60'000.0))
+      ->type_name("MS")
+      ->capture_default_str();
+  app.add_flag("--trace", options.Trace, "print all frames: > requests, < replies");
+  port->excludes(link)->excludes(pace);
+  app.footer(
+      "Prints one line, the path to open, when it is ready; serves until SIGINT or SIGTERM.\n\n" +
+      std::string(kSimulatorFileForm));
+}
+
+// The pseudo-terminal's second name, as long as this is there.
+class TLink {
+ public:
+  TLink(const std::string& target, const std::string& path) : fTarget(target), fPath(path) {
+    if (std::filesystem::is_symlink(path)) std::filesystem::remove(path);  // left over
+    std::filesystem::create_symlink(target, path);
+  }
+  TLink(const TLink&) = delete;
+  TLink& operator=(const TLink&) = delete;
+  ~TLink() {
+    std::error_code error;
+    // Another simulator may have made the link its own meanwhile.
+    if (std::filesystem::read_symlink(fPath, error) != fTarget) return;
+    std::filesystem::remove(fPath, error);
+  }
+
+ private:
+  const std::filesystem::path fTarget, fPath;
+};
+
+// What is served: a port when one is named, else a pseudo-terminal.
+class TOutlet {
+ public:
+  explicit TOutlet(const TOptions& options) {
+    if (options.Port.empty()) {
+      fTerminal.emplace();
+      if (!options.Link.empty()) fLink.emplace(fTerminal->Path(), options.Link);
+    } else {
+      OpenPort(options);
+    }
+  }
+  THandle Handle() const { return fPort ? fPort->Handle() : fTerminal->Handle(); }
+  std::string Path(const TOptions& options) const {
+    return fPort ? options.Port : fTerminal->Path();
+  }
+
+ private:
+  void OpenPort(const TOptions& options) {
+    TPortSettings settings{.Name = options.Port, .BaudRate = options.BaudRate};
+    if (options.Parity == "odd") settings.Parity = TParityScheme::psOdd;
+    if (options.Parity == "none") {
+      settings.Parity = TParityScheme::psNone;
+      settings.StopBits = TStopBits::sb2;  // a character has 11 bits anyway
+    }
+    fPort = TSerialPort::New();
+    fPort->Open(settings);
+  }
+
+  std::unique_ptr<TSerialPort> fPort;
+  std::optional<TPseudoTerminal> fTerminal;
+  std::optional<TLink> fLink;
+};
+
+const TWakePipe& SignalPipe() {
+  static const TWakePipe pipe;
+  return pipe;
+}
+
+void WakeBySignal(int) { SignalPipe().Wake(); }
+
+void Print(ELineFrame kind, std::span<const std::uint8_t> frame) {
+  std::string text = kind == ELineFrame::Request ? ">" : "<";
+  for (const std::uint8_t byte : frame) text += " " + IntToHex(byte, 2);
+  std::cout << text << std::endl;
+}
+
+void Serve(const TOptions& options) {
+  TSimulator simulator = options.File.empty() ? ReadSimulatorText(kExample, "example")
+                                              : ReadSimulatorFile(options.File);
+  TSimulatorLineSettings settings;
+  if (options.Pace) settings.BaudRate = options.BaudRate;
+  settings.Burst = options.Burst;
+  settings.Turnaround = std::chrono::nanoseconds(std::llround(options.Turnaround * 1e6));
+
+  const TOutlet outlet(options);
+  TSystemLoop loop;
+  const auto answer = [&](auto request) { return simulator.Answer(request); };
+  TSimulatorLine line(loop, outlet.Handle(), answer, settings);
+  if (options.Trace) line.OnFrame = Print;
+
+  const auto watch = loop.NewWatch(SignalPipe().ReadEnd(), [&loop](TReadiness) { loop.Stop(); });
+  watch->Want(TReadiness::rdRead);
+  std::signal(SIGINT, WakeBySignal);
+  std::signal(SIGTERM, WakeBySignal);
+  std::cout << outlet.Path(options) << std::endl;
+  loop.Run();
+}
+
+}  // namespace
+}  // namespace OrvixModBus
+
+int main(int argc, char** argv) {
+  using namespace OrvixModBus;
+  CLI::App app("Simulated Modbus RTU devices on a pseudo-terminal or a serial port.", "orvixsim");
+  TOptions options;
+  Describe(app, options);
+  CLI11_PARSE(app, argc, argv);
+  try {
+    Serve(options);
+  } catch (const std::exception& error) {
+    std::cerr << "orvixsim: " << error.what() << std::endl;
+    return 1;
+  }
+  return 0;
+}
