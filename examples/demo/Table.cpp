@@ -21,12 +21,15 @@ std::string ShortHex(const Bytes& data) {
   return HexText(std::span(data).first(kShownBytes - 1)) + " ...";
 }
 
+// The bytes of a register that was never read are zeros, which is not what the device holds.
+bool HasValue(const TMBReg& reg) { return reg.Value() != TRegValue(); }
+
 void PrintRow(const TMBReg& reg) {
   char place[32];
   std::snprintf(place, sizeof place, "%8u   $%02X", reg.Adress(), reg.MBFuncRead());
   std::printf("%s%s   %s%s%s\n", Padded(reg.Name(), 14).c_str(), place,
-              Padded(ShortHex(reg.Data()), 20).c_str(), Padded(ValueText(reg), 31).c_str(),
-              reg.Caption().c_str());
+              Padded(HasValue(reg) ? ShortHex(reg.Data()) : "-", 20).c_str(),
+              Padded(ValueText(reg), 31).c_str(), reg.Caption().c_str());
 }
 
 }  // namespace
@@ -43,6 +46,7 @@ std::string HexText(std::span<const std::uint8_t> bytes) {
 }
 
 std::string ValueText(const TMBReg& reg) {
+  if (!HasValue(reg)) return "(no value)";
   if (reg.RegType() != TRegType::rtBin) return reg.ValueStr();
   std::string text;
   for (const std::string& part : Split(reg.ValueStr(), '|')) {
