@@ -12,6 +12,11 @@ namespace {
 
 constexpr std::size_t kMaxPagedWrite = 128;
 
+// The caller builds the data of these.
+bool IsSentAsGiven(std::uint8_t func) {
+  return func == 0x14 || func == 0x18 || func == 0x20 || func == 0x24 || func == 0x41;
+}
+
 enum class TReplyRoad { Read, Write, Custom };
 
 TReplyRoad RoadOf(std::uint8_t command) {
@@ -138,6 +143,19 @@ bool TMBClient::Active() const {
   return fConnection && fConnection->RTU() != nullptr && fConnection->RTU()->Active();
 }
 
+// Has one more transaction carry info. When queueing throws, the whole request is void: info goes,
+// and what already carries it completes unnoticed.
+template <class TAction>
+void TMBClient::Carry(TLetterOwnerInfo& info, TAction queue) {
+  ++info.Holders;
+  try {
+    queue();
+  } catch (...) {
+    delete &info;
+    throw;
+  }
+}
+
 void TMBClient::Read(std::uint8_t func, std::uint32_t start, std::uint16_t countInBytes,
                      TObject* letterOwner, std::span<const std::uint8_t> data) {
   CheckThread();
@@ -146,33 +164,15 @@ void TMBClient::Read(std::uint8_t func, std::uint32_t start, std::uint16_t count
     fTCPClient->SetConnection(fConnection->TCP());
     return;
   }
-  if (!BindToActiveLine()) return;
+  if (!BindToActiveLine() || (IsSentAsGiven(func) && data.empty())) return;
   TLetterOwnerInfo& info = NewInfo(letterOwner, start);
-  switch (func) {
-    case 0x14:
-    case 0x18:
-    case 0x20:
-    case 0x24:
-    case 0x41:
-      if (data.empty()) return Release(info);
-      Queue(func, data, info);
-      break;
-    default:
-      QueueRead(func, start, countInBytes, info);
+  if (IsSentAsGiven(func)) {
+    Queue(func, data, info);
+  } else {
+    QueueRead(func, start, countInBytes, info);
   }
+  Release(info);
   DoOnWorkStart();
-}
-
-// One more transaction carries info, unless queueing it throws.
-template <class TAction>
-void TMBClient::Carry(TLetterOwnerInfo& info, TAction queue) {
-  ++info.Transactions;
-  try {
-    queue();
-  } catch (...) {
-    if (--info.Transactions == 0) Release(info);
-    throw;
-  }
 }
 
 void TMBClient::QueueRead(std::uint8_t func, std::uint32_t start, std::uint16_t countInBytes,
@@ -197,7 +197,7 @@ void TMBClient::QueueRead(std::uint8_t func, std::uint32_t start, std::uint16_t 
     case 0x44:
       return QueuePagedRead(func, start, countInBytes, info);
     default:
-      return Release(info);
+      return;
   }
 }
 
@@ -224,7 +224,9 @@ void TMBClient::Write(std::uint8_t func, std::uint32_t start, const Bytes& value
   if ((func == 0x65 || func == 0x66) && value.size() > kMaxPagedWrite) {
     throw Exception("Максимально допустимое кол-во байт для записи по $66, $65 функции = 128");
   }
-  QueueWrite(func, start, value, NewInfo(letterOwner, start));
+  TLetterOwnerInfo& info = NewInfo(letterOwner, start);
+  QueueWrite(func, start, value, info);
+  Release(info);
   DoOnWorkStart();
 }
 
@@ -235,7 +237,7 @@ void TMBClient::QueueWrite(std::uint8_t func, std::uint32_t start, const Bytes& 
     case 0x05:
     case 0x06:
     case 0x6C:
-      if (value.size() % 2 != 0 || value.empty()) return Release(info);
+      if (value.size() % 2 != 0) return;
       for (std::uint32_t i = 0; 2 * std::size_t{i} < value.size(); ++i) {
         const std::uint8_t data[] = {Byte(start + i, 1), Byte(start + i, 0), value[2 * i],
                                      value[2 * i + 1]};
@@ -252,7 +254,7 @@ void TMBClient::QueueWrite(std::uint8_t func, std::uint32_t start, const Bytes& 
       fRequest = {Byte(start, 2), Byte(start, 1), Byte(start, 0), length};
       break;
     default:
-      return Release(info);
+      return;
   }
   fRequest.insert(fRequest.end(), value.begin(), value.end());
   Queue(func, fRequest, info);
@@ -263,7 +265,9 @@ void TMBClient::InitCustomTransaction(std::uint8_t func, std::span<const std::ui
   CheckThread();
   if (!fConnection || fConnection->ConnectionType() != TConnectionType::mbRtu) return;
   fRTUClient->SetConnection(fConnection->RTU());
-  Queue(func, data, NewInfo(letterOwner, 0));
+  TLetterOwnerInfo& info = NewInfo(letterOwner, 0);
+  Queue(func, data, info);
+  Release(info);
 }
 
 int TMBClient::CountPendingTransactions() const {
@@ -293,20 +297,31 @@ void TMBClient::WriteEmul(const TMBReg& reg, const Bytes& value, TObject* letter
   DoOnWorkStart();
 }
 
+// What every answer raises: first whether it is missing or no good, then the reply itself.
+template <class TAction>
+void TMBClient::Answer(TServerReply serverReply, std::uint8_t command, std::uint32_t startAdres,
+                       TAction raiseReply) {
+  const TRef<TMBClient> self(this);
+  TFirstError error;
+  error.Run([&] { DoChekAnswer(serverReply, command, startAdres); });
+  if (self) error.Run(raiseReply);
+  error.Raise();
+}
+
 void TMBClient::CustomTransactionComplete(TModbusClient& sender, TModbusTransaction& transaction,
                                           std::uint8_t command) {
   if (fDisableHandling || transaction.UserData() == nullptr) return;
-  OnCompleteTransaction();
-  const auto* info = dynamic_cast<const TLetterOwnerInfo*>(transaction.UserData());
-  if (info == nullptr) return;
-  const TRef<TObject> letterOwner = info->LetterOwner;
-  const std::uint32_t startAdres = info->StartAdres;
-  const TRef<TMBClient> self(this);
   TFirstError error;
-  error.Run([&] { DoChekAnswer(transaction.ServerReply(), command, startAdres); });
-  error.Run([&] {
-    if (self) RaiseReply(sender, transaction, command, startAdres, letterOwner.Get());
-  });
+  error.Run([&] { OnCompleteTransaction(); });
+  // Nil when that has destroyed this client, which owns its infos.
+  if (const auto* info = dynamic_cast<const TLetterOwnerInfo*>(transaction.UserData())) {
+    const TRef<TObject> letterOwner = info->LetterOwner;
+    const std::uint32_t startAdres = info->StartAdres;
+    error.Run([&] {
+      Answer(transaction.ServerReply(), command, startAdres,
+             [&] { RaiseReply(sender, transaction, command, startAdres, letterOwner.Get()); });
+    });
+  }
   error.Raise();
 }
 
@@ -335,13 +350,9 @@ void TMBClient::OnDevId(TModbusClient& /*sender*/, const TTransactionInfo& info,
   const TRef<TObject> letterOwner = ownerInfo->LetterOwner;
   const std::uint32_t startAdres = ownerInfo->StartAdres;
   const Bytes values = data;
-  const TRef<TMBClient> self(this);
-  TFirstError error;
-  error.Run([&] { DoChekAnswer(info.Reply, 0x11, startAdres); });
-  error.Run([&] {
-    if (self) DoOnRead(info.Reply, 0x11, startAdres, values, letterOwner.Get());
-  });
-  error.Raise();
+  const TServerReply kind = info.Reply;
+  Answer(kind, 0x11, startAdres,
+         [&] { DoOnRead(kind, 0x11, startAdres, values, letterOwner.Get()); });
 }
 
 void TMBClient::OnEmulRead(TMBReg& reg, TObject* letterOwner) {
@@ -415,6 +426,11 @@ void TMBClient::DoOnCastomTrunsaction(TModbusClient& sender, TModbusTransaction&
   OnCastomTrunsaction(sender, transaction, command);
 }
 
+void TMBClient::DoOnWorkStart() {
+  ++fWorkStarts;
+  OnWorkStart(*this);
+}
+
 void TMBClient::DoChekAnswer(TServerReply serverReply, std::uint8_t command,
                              std::uint32_t startAdres) {
   switch (serverReply) {
@@ -447,18 +463,20 @@ TLetterOwnerInfo& TMBClient::NewInfo(TObject* letterOwner, std::uint32_t startAd
   fFreeInfos.pop_back();
   info.LetterOwner = letterOwner;
   info.StartAdres = startAdres;
+  info.Holders = 1;
   return info;
 }
 
+// One holder less: the request that has been queued, or a transaction that has ended.
 void TMBClient::Release(TLetterOwnerInfo& info) {
+  if (--info.Holders > 0) return;
   info.LetterOwner = nullptr;
   fFreeInfos.push_back(&info);
 }
 
 void TMBClient::TransactionEnded(TModbusTransaction& transaction) {
   auto* info = dynamic_cast<TLetterOwnerInfo*>(transaction.UserData());
-  if (info == nullptr || info->Owner() != this || info->Transactions == 0) return;
-  if (--info->Transactions == 0) Release(*info);
+  if (info != nullptr && info->Owner() == this && info->Holders > 0) Release(*info);
 }
 
 const TClassInfo& TMBClient::StaticClass() {

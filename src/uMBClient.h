@@ -66,7 +66,7 @@ class TLetterOwnerInfo : public TComponent {
 
   TRef<TObject> LetterOwner;  ///< never looked into
   std::uint32_t StartAdres = 0;
-  int Transactions = 0;  ///< that carry this and have not ended
+  int Holders = 0;  ///< the request while it is queued, transactions that have not ended
 
   static const TClassInfo& StaticClass();
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
@@ -114,6 +114,9 @@ class TMBClient : public TComponent {
                              TObject* letterOwner);
   /// Requests of this client that have not been completed; 0 for mbTCP.
   int CountPendingTransactions() const;
+  /// How many requests have been started, counted before OnWorkStart tells of one. So a caller
+  /// into whom a handler of it has thrown knows that its request is under way all the same.
+  std::uint64_t WorkStarts() const { return fWorkStarts; }
   /// Discards everything that is queued on the serial line, of other clients too, and has all
   /// letters forget what they wait for.
   void ClearWaitQueueAllLetters();
@@ -162,13 +165,16 @@ class TMBClient : public TComponent {
                  const Bytes& values, TObject* letterOwner);
   void DoOnCastomTrunsaction(TModbusClient& sender, TModbusTransaction& transaction,
                              std::uint8_t command);
-  void DoOnWorkStart() { OnWorkStart(*this); }
+  void DoOnWorkStart();
   void DoChekAnswer(TServerReply serverReply, std::uint8_t command, std::uint32_t startAdres);
 
  private:
   bool BindToActiveLine();
   template <class TAction>
   void Carry(TLetterOwnerInfo& info, TAction queue);
+  template <class TAction>
+  void Answer(TServerReply serverReply, std::uint8_t command, std::uint32_t startAdres,
+              TAction raiseReply);
   void Queue(std::uint8_t func, std::span<const std::uint8_t> data, TLetterOwnerInfo& info);
   void QueuePagedRead(std::uint8_t func, std::uint32_t start, std::uint16_t count,
                       TLetterOwnerInfo& info);
@@ -191,6 +197,7 @@ class TMBClient : public TComponent {
   std::vector<TLetterOwnerInfo*> fFreeInfos;
   Bytes fRequest;
   Bytes fValues;
+  std::uint64_t fWorkStarts = 0;
   bool fDisableHandling = false;
 };
 
