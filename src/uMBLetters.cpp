@@ -43,32 +43,37 @@ bool CoversWritten(std::uint32_t startReg, const Bytes& values, const TMBReg& re
   return reg.Adress() >= startReg && startReg + values.size() >= end;
 }
 
-// Stores the values from offset on into the register's bytes, as far as both reach.
-void CopyValues(TMBReg& reg, const Bytes& values, std::uint64_t offset) {
-  const int count = reg.CountInByte();
-  for (int j = 0; j < count; ++j) {
-    const std::uint64_t index = offset + static_cast<std::uint64_t>(j);
-    if (index >= values.size()) return;
-    reg.SetData(static_cast<std::uint16_t>(j), values[index]);
+// Every byte raises the register's event, whose handler may throw or destroy the register.
+void StoreByte(TMBReg& reg, int index, std::uint8_t value, TFirstError& error) {
+  error.Run([&] { reg.SetData(static_cast<std::uint16_t>(index), value); });
+}
+
+// The values from offset on, as far as register and values reach.
+void StoreValues(const TRef<TMBReg>& reg, const Bytes& values, std::uint64_t offset,
+                 TFirstError& error) {
+  const auto part = std::span(values).subspan(std::min<std::uint64_t>(offset, values.size()));
+  int index = 0;
+  for (const std::uint8_t value : part) {
+    if (!reg || index >= reg->CountInByte()) return;
+    StoreByte(*reg, index++, value, error);
   }
 }
 
 // Every byte of a bit register takes the register's one bit.
-void CopyBit(TMBReg& reg, const Bytes& values, std::uint32_t offset) {
+void StoreBit(const TRef<TMBReg>& reg, const Bytes& values, std::uint32_t offset,
+              TFirstError& error) {
   const auto bit = static_cast<std::uint16_t>(offset & 0xFFFF);
   if (bit / 8u >= values.size()) return;
-  const bool set = TMBLib::BitFromAr(values, bit, false);
-  const int count = reg.CountInByte();
-  for (int j = 0; j < count; ++j) {
-    reg.SetData(static_cast<std::uint16_t>(j), static_cast<std::uint8_t>(set));
-  }
+  const auto value = static_cast<std::uint8_t>(TMBLib::BitFromAr(values, bit, false));
+  for (int j = 0; reg && j < reg->CountInByte(); ++j) StoreByte(*reg, j, value, error);
 }
 
-void TakeReply(std::uint8_t func, std::uint32_t startReg, const Bytes& values, TMBReg& reg) {
-  const std::uint32_t distance = reg.Adress() - startReg;
-  if (IsBitFunc(func)) return CopyBit(reg, values, distance);
-  const std::uint64_t width = IsPagedRead(func) ? 1 : reg.BytesInOneReg();
-  CopyValues(reg, values, distance * width);
+void StoreReply(std::uint8_t func, std::uint32_t startReg, const Bytes& values,
+                const TRef<TMBReg>& reg, TFirstError& error) {
+  const std::uint32_t distance = reg->Adress() - startReg;
+  if (IsBitFunc(func)) return StoreBit(reg, values, distance, error);
+  const std::uint64_t width = IsPagedRead(func) ? 1 : reg->BytesInOneReg();
+  StoreValues(reg, values, distance * width, error);
 }
 
 std::string& LogFileName() {
@@ -85,13 +90,16 @@ TMBLetter::TMBLetter(TComponent* owner)
       fWritePlaces(fRegs, &TMBReg::MBFuncWrite) {}
 
 TMBLetter::~TMBLetter() {
-  SetClient(nullptr);
+  Bind(nullptr);
   BeginDestroy();
 }
 
 void TMBLetter::SetClient(TMBClient* value) {
   CheckThread();
-  if (value == fClient.Get()) return;
+  if (value != fClient.Get()) Bind(value);
+}
+
+void TMBLetter::Bind(TMBClient* value) {
   if (fClient) {
     fClient->OnReadList.Remove(this, &TMBLetter::OnRead);
     fClient->OnWriteList.Remove(this, &TMBLetter::OnWrite);
@@ -133,41 +141,66 @@ void TMBLetter::ReadRegsByArray(std::span<TMBReg* const> regs) {
 
 void TMBLetter::ReadRegs(TMBRegList& list, const TMBRegProc& proc) {
   CheckThread();
+  std::erase(list, nullptr);
   if (list.empty()) return;
   if (!fClient) throw Exception("MBClient not assigned");
   SortMBRegs(list);
   if (fClient->IsEmul()) return ReadEmulated(list, proc);
-  const TRef<TMBLetter> self(this);  // events of the client may destroy the letter
+  TMBGroupList groups;
   for (const std::uint8_t func : kReadFuncs) {
-    if (!self) return;
-    ReadOptimizeRegs(MBRegsOptimize(list, fMaxHole, func), func, proc);
+    std::ranges::move(MBRegsOptimize(list, fMaxHole, func), std::back_inserter(groups));
   }
+  ReadOptimizeRegs(groups, proc);
 }
 
+// Has send hand one request of this letter to the client, and counts it. One that is under way
+// counts even if a handler of OnWorkStart throws; what else send throws leaves at once.
+template <class TSend>
+void TMBLetter::Request(std::uint8_t func, TSend send, TFirstError& error) {
+  const TRef<TMBLetter> self(this);
+  const TRef<TMBClient> client(fClient);
+  const std::uint64_t started = client->WorkStarts();
+  bool sent = false;
+  error.Run([&] {
+    send(*client);
+    sent = true;
+  });
+  if (!sent && client && client->WorkStarts() == started) error.Raise();
+  if (self && client && func < fWaitQueue.size()) ++fWaitQueue[func];
+}
+
+// Handlers of the client and proc may destroy registers, the letter and its client.
 void TMBLetter::ReadEmulated(const TMBRegList& list, const TMBRegProc& proc) {
   const TRef<TMBLetter> self(this);
-  for (TMBReg* reg : list) {
-    if (!IsReadEmulated(reg->MBFuncRead())) continue;
-    if (!self || !fClient) return;
-    fClient->ReadEmul(*reg, this);
-    if (!self) return;
-    CountRequest(reg->MBFuncRead());
-    if (proc) proc(*reg);
+  const std::vector<TRef<TMBReg>> regs(list.begin(), list.end());
+  TFirstError error;
+  for (const TRef<TMBReg>& reg : regs) {
+    if (!self || !fClient) break;
+    if (!reg || !IsReadEmulated(reg->MBFuncRead())) continue;
+    Request(
+        reg->MBFuncRead(), [&](TMBClient& client) { client.ReadEmul(*reg, this); }, error);
+    if (reg && proc) error.Run([&] { proc(*reg); });
   }
+  error.Raise();
 }
 
-void TMBLetter::ReadOptimizeRegs(const TMBGroupList& groups, std::uint8_t func,
-                                 const TMBRegProc& proc) {
+void TMBLetter::ReadOptimizeRegs(const TMBGroupList& groups, const TMBRegProc& proc) {
   const TRef<TMBLetter> self(this);
+  TFirstError error;
   for (const auto& group : groups) {
-    if (func != 0x21 && group->GetRegsCount() == 0) continue;
-    if (!self || !fClient) return;
+    const std::uint8_t func = group->MBFuncRead();
     const int count = group->GetRegsCount() * group->BytesInOneReg();
-    fClient->Read(func, group->Adress(), static_cast<std::uint16_t>(count), this, {});
-    if (!self) return;
-    CountRequest(func);
-    if (proc) proc(*group);
+    if (func != 0x21 && group->GetRegsCount() == 0) continue;
+    if (!self || !fClient) break;
+    Request(
+        func,
+        [&](TMBClient& client) {
+          client.Read(func, group->Adress(), static_cast<std::uint16_t>(count), this);
+        },
+        error);
+    if (proc) error.Run([&] { proc(*group); });
   }
+  error.Raise();
 }
 
 TMBGroupList TMBLetter::CreateOptimizedRegList(std::span<const std::string> names,
@@ -199,8 +232,8 @@ void TMBLetter::SpreadRead(std::uint8_t func, std::uint32_t startReg, const Byte
   auto found = std::exchange(fFound, {});
   fReadPlaces.Find(func, startReg, startReg + reach, found);
   ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
-    if (!Covers(func, startReg, values, *reg)) return true;
-    error.Run([&] { TakeReply(func, startReg, values, *reg); });
+    if (reg->MBFuncRead() != func || !Covers(func, startReg, values, *reg)) return true;
+    StoreReply(func, startReg, values, reg, error);
     TellUpdated(reg, false, error);
     return true;
   });
@@ -219,7 +252,7 @@ void TMBLetter::OnWrite(TMBClient& /*sender*/, TServerReply serverReply, std::ui
       done = true;
       DoOnWriteAllRegs();
     } else if (IsPagedWrite(func)) {
-      done = TellWritten(func, startReg, values);
+      TellWritten(func, startReg, values, done);
     } else {
       SpreadWritten(func, startReg, values);
     }
@@ -232,29 +265,27 @@ void TMBLetter::SpreadWritten(std::uint8_t func, std::uint32_t startReg, const B
   auto found = std::exchange(fFound, {});
   fWritePlaces.Find(func, startReg, startReg + values.size(), found);
   ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
-    if (!CoversWritten(startReg, values, *reg)) return true;
+    if (reg->MBFuncWrite() != func || !CoversWritten(startReg, values, *reg)) return true;
     const std::uint64_t offset = (reg->Adress() - startReg) * std::uint64_t{reg->BytesInOneReg()};
-    error.Run([&] { CopyValues(*reg, values, offset); });
+    StoreValues(reg, values, offset, error);
     TellUpdated(reg, true, error);
     return func != kWriteSingleCoil;
   });
 }
 
-bool TMBLetter::TellWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values) {
-  bool done = false;
+// done: there is nothing left to tell, not even that the letter is complete.
+void TMBLetter::TellWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values,
+                            bool& done) {
   auto remaining = static_cast<std::int64_t>(values.size());
   auto found = std::exchange(fFound, {});
   fWritePlaces.Find(func, startReg, startReg + values.size(), found);
   ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
-    if (!CoversWritten(startReg, values, *reg)) return true;
-    done = !OnWriteReg;
-    if (done) return false;
+    if (reg->MBFuncWrite() != func || !CoversWritten(startReg, values, *reg)) return true;
     remaining -= reg->CountInByte();
+    done = !OnWriteReg || remaining < 1;
     error.Run([&] { OnWriteReg(*this, *reg); });
-    done = remaining < 1;
     return !done;
   });
-  return done;
 }
 
 // Calls action(reg, error) for the registers that still live when their turn comes, until it
@@ -311,10 +342,6 @@ bool TMBLetter::ChekAllRegsResive() const {
 
 std::uint32_t TMBLetter::WaitQueue(std::uint8_t func) const {
   return func < fWaitQueue.size() ? fWaitQueue[func] : 0;
-}
-
-void TMBLetter::CountRequest(std::uint8_t func) {
-  if (func < fWaitQueue.size()) ++fWaitQueue[func];
 }
 
 bool TMBLetter::IsComplete(std::uint8_t func) const {

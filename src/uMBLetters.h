@@ -52,7 +52,8 @@ class TMBRegs : public TRegNameCollection {
   /// Decodes the register and returns its value. Throws Exception "Reg: '<name>'  - not in reg
   /// list".
   TRegValue RegValueByName(const std::string& name);
-  /// The register of reg's name as it is, or else a new copy of reg under that name.
+  /// The register of reg's name as it is, or else a new copy of reg under that name. What
+  /// copying throws leaves the set as it was.
   TMBReg* CloneReg(const TMBReg& reg);
   /// Every data byte of every register 0.
   void ClearRegsData();
@@ -82,7 +83,7 @@ class TMBRegs : public TRegNameCollection {
 
  private:
   TMBReg& Expect(const std::string& name) const;
-  static void LoadRegData(TMBReg& reg, std::string_view hex);
+  static void LoadRegData(const TRef<TMBReg>& reg, std::string_view hex);
 
   TMBLetter& fLetter;
   TRef<TMBTypeInfo> fMBTypeInfo;
@@ -164,12 +165,14 @@ class TMBLetter : public TComponent {
   void DoOnRegDataChange(TMBReg& reg) { OnRegDataChange(*this, reg); }
 
  private:
+  void Bind(TMBClient* value);
   void ReadEmulated(const TMBRegList& list, const TMBRegProc& proc);
-  void ReadOptimizeRegs(const TMBGroupList& groups, std::uint8_t func, const TMBRegProc& proc);
-  void CountRequest(std::uint8_t func);
+  void ReadOptimizeRegs(const TMBGroupList& groups, const TMBRegProc& proc);
+  template <class TSend>
+  void Request(std::uint8_t func, TSend send, TFirstError& error);
   void SpreadRead(std::uint8_t func, std::uint32_t startReg, const Bytes& values);
   void SpreadWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values);
-  bool TellWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values);
+  void TellWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values, bool& done);
   template <class TAction>
   void ForEachAlive(std::vector<TRef<TMBReg>>& found, TAction action);
   void TellUpdated(const TRef<TMBReg>& reg, bool written, TFirstError& error);

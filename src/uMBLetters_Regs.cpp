@@ -37,8 +37,7 @@ void TMBRegs::SetItemByName(const std::string& name, const TMBReg& value) {
 bool TMBRegs::DeleteByName(const std::string& name) {
   TMBReg* const reg = GetItemByName(name);
   if (reg == nullptr) return false;
-  DelByName(name);
-  Delete(reg->Index());
+  Delete(reg->Index());  // and so it leaves the index
   return true;
 }
 
@@ -65,10 +64,10 @@ TRegValue TMBRegs::RegValueByName(const std::string& name) {
 
 TMBReg* TMBRegs::CloneReg(const TMBReg& reg) {
   if (TMBReg* known = GetItemByName(reg.Name())) return known;
-  TMBReg* const copy = Add();
+  std::unique_ptr<TMBReg> copy(Add());  // goes again when reg is too long to be copied
   copy->Assign(reg);
   AddRegItem(copy->Name(), *copy);
-  return copy;
+  return copy.release();
 }
 
 void TMBRegs::ClearRegsData() {
@@ -106,20 +105,21 @@ bool TMBRegs::LoadRegsDataFromFile(const std::string& fileName, const std::strin
   TStringList lines;
   lines.LoadFromFile(fileName);
   if (!header.empty() && (lines.Count() == 0 || lines.Strings(0) != header)) return false;
-  for (int i = 0; i < lines.Count(); ++i) {
-    TMBReg* const reg = GetItemByName(std::string(lines.Names(i)));
-    if (reg == nullptr) return false;
-    LoadRegData(*reg, Trim(lines.ValueFromIndex(i)));
+  const TRef<TMBRegs> self(this);  // handlers of OnDataChange may destroy registers and set
+  for (int i = 0; self && i < lines.Count(); ++i) {
+    const TRef<TMBReg> reg(GetItemByName(std::string(lines.Names(i))));
+    if (!reg) return false;
+    LoadRegData(reg, Trim(lines.ValueFromIndex(i)));
   }
   return false;
 }
 
-void TMBRegs::LoadRegData(TMBReg& reg, std::string_view hex) {
-  const int count = reg.CountInByte();
-  for (int j = 0; j < count; ++j) {
+void TMBRegs::LoadRegData(const TRef<TMBReg>& reg, std::string_view hex) {
+  for (int j = 0; reg && j < reg->CountInByte(); ++j) {
     const auto start = std::min(static_cast<std::size_t>(j), hex.size());
     const std::string digits = "$" + std::string(hex.substr(start, 2));
-    reg.SetData(static_cast<std::uint16_t>(j), static_cast<std::uint8_t>(StrToInt(digits) & 0xFF));
+    const auto value = static_cast<std::uint8_t>(StrToInt(digits) & 0xFF);
+    reg->SetData(static_cast<std::uint16_t>(j), value);
   }
 }
 

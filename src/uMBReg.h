@@ -135,7 +135,8 @@ class TMBReg : public TCollectionItem {
 /// Registers with a name index: a sorted list of names without their bit suffix ("Status[3]"
 /// stands under "Status"), case ignored, each with its register. A register enters the index when
 /// it is given a name (the name of its construction does not count) and leaves it when destroyed;
-/// of two with one name the first stays. Positions are those of the sorted index.
+/// of two with one name the first stays. Positions are those of the sorted index. Operations that
+/// take a register throw Exception when it is not an item of this collection.
 class TRegNameCollection : public TCollection {
  public:
   TRegNameCollection();
