@@ -44,12 +44,12 @@ void TReplyReceiver::Expect(TSpan frame, std::uint64_t transaction) {
   fUnmatched = fWasWaiting = fArrived = false;
 }
 
-void TReplyReceiver::Sent(TTime end) {
+void TReplyReceiver::Sent(TTime end, TTime now) {
   fSent = end;
   fDeadline = end + std::chrono::milliseconds(fSettings.ReceiveTimeout);
   fEarliest = end + fTiming.Characters(LeastReplyLength(fLengths, fRequest));
   fWantsBytes = !fTiming.HasCharacters();
-  fDue = fWantsBytes ? fDeadline : std::min(fEarliest, end + kLongestBlindSleep);
+  fDue = fWantsBytes ? fDeadline : std::min(fEarliest, now + kLongestBlindSleep);
 }
 
 void TReplyReceiver::ExpectNothing() {

@@ -27,7 +27,7 @@ class TReplyReceiver {
   /// frame, an attempt of transaction, is about to be sent: whatever is held came before it.
   void Expect(std::span<const std::uint8_t> frame, std::uint64_t transaction);
   /// The last character of the frame leaves at end.
-  void Sent(TTime end);
+  void Sent(TTime end, TTime now);
   /// The attempt is over, or was a broadcast: only late replies are of interest from now on.
   void ExpectNothing();
   /// The attempt is given up before its time, with nothing known of its reply.

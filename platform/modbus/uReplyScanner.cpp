@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/modbus/uReplyMatch.h"
 #include "platform/modbus/uRtuFrame.h"
 
 namespace OrvixModBus {
@@ -23,6 +24,7 @@ bool EndsWhole(TSpan bytes, TLineRest rest) {
 void TReplyScanner::Expect(TSpan request, bool echo) {
   Throw(fEnd);
   fRequest.assign(request.begin(), request.end());
+  fLeast = request.empty() ? 0 : LeastReplyLength(fLengths, Body(request));
   fEcho = echo;
   fWaiting = fBroken = fBrokenInHold = false;
 }
@@ -93,7 +95,7 @@ TReplyScanner::TLook TReplyScanner::LookForReply(TSpan bytes, TLineRest rest) {
   if (fRequest.size() < kHeader || bytes[0] != fRequest[0]) return look;
   if (bytes.size() < kHeader) {
     look.Wait = rest != TLineRest::Cut;
-    look.Length = kMinFrameLength - bytes.size();
+    look.Length = std::max(fLeast, kMinFrameLength) - bytes.size();
     return look;
   }
   if ((bytes[1] & ~kExceptionFlag) != (fRequest[1] & ~kExceptionFlag)) return look;
@@ -106,7 +108,9 @@ TReplyScanner::TLook TReplyScanner::LookForReply(TSpan bytes, TLineRest rest) {
     if (silence && EndsWhole(bytes, rest)) return {bytes.size(), TKind::Reply};
     look.Wait = rest != TLineRest::Cut;
     look.Broken = !look.Wait;
-    look.Length = silence ? 0 : length.Length - bytes.size();
+    const bool exception = bytes[1] != fRequest[1];
+    const std::size_t whole = exception ? length.Length : std::max(length.Length, fLeast);
+    look.Length = silence ? 0 : whole - bytes.size();
   }
   return look;
 }

@@ -53,7 +53,8 @@ class TReplyScanner {
   // The rest tells the state after the last Next.
   /// An incomplete reply is there.
   bool IsWaiting() const { return fWaiting; }
-  /// It ends with silence; else so many bytes are missing at least.
+  /// It ends with silence; else so many bytes are missing, as far as its begin and its request
+  /// tell.
   bool EndsWithSilence() const { return fMissing == 0; }
   std::size_t Missing() const { return fMissing; }
   /// Tells one incomplete reply from another: the place of its begin in all that ever arrived.
@@ -85,6 +86,7 @@ class TReplyScanner {
   std::array<std::uint8_t, 1024> fBytes{};
   std::size_t fBegin = 0, fEnd = 0;  // what is held
   std::uint64_t fBase = 0;           // place of fBytes[0] in all that ever arrived
+  std::size_t fLeast = 0;            // length of a reply that fits the request
   std::size_t fMissing = 0;
   std::uint64_t fWaitingPlace = 0;
   bool fEcho = false;

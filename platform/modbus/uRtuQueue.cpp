@@ -270,11 +270,13 @@ void TRtuQueue::Queued(TModbusTransaction& transaction) {
 }
 
 void TRtuQueue::Dropped(const TModbusTransaction& transaction) {
-  if (&transaction != fCurrent) return;
-  // Its request runs its course on the line; nobody wants to know any more.
-  fCurrent = nullptr;
-  fAttempt = 0;
-  fGroup = {};
+  if (&transaction == fCurrent) {
+    // Its request runs its course on the line; nobody wants to know any more.
+    fCurrent = nullptr;
+    fAttempt = 0;
+    fGroup = {};
+  }
+  if (fTimer != nullptr) Arm();  // another one is the first now
 }
 
 // From when on the first request may leave. A line that chatters is not waited for for ever.
@@ -349,7 +351,7 @@ void TRtuQueue::Release() {
     fState = TState::Turnaround;
     fDue = fSent + milliseconds(fSettings.TurnaroundDelay);
   } else {
-    fReceiver.Sent(fSent);
+    fReceiver.Sent(fSent, fNow);
     fState = TState::Awaiting;
   }
 }

@@ -129,8 +129,7 @@ class TScriptedPort final : public TSerialPort {
     if (taken.empty()) return {};
     fWire.WriteTimes.push_back(fWire.Loop.Now());
     fWire.Written.insert(fWire.Written.end(), taken.begin(), taken.end());
-    const auto onWrite = fWire.OnWrite;
-    if (onWrite) onWrite(Bytes(taken.begin(), taken.end()));
+    if (fWire.OnWrite) fWire.OnWrite(Bytes(taken.begin(), taken.end()));
     return {taken.size()};
   }
 

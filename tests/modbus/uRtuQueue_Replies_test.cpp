@@ -437,7 +437,7 @@ TEST_F(TReplies, ALineThatIsNeverSilentEndsAtTheTimeout) {
 TEST_F(TReplies, APseudoRandomLineThatIsNeverSilentEnds) {
   NoCharacters();
   std::uint32_t state = 1;
-  for (int round = 0; round < 50; ++round) {
+  for (int round = 0; round < 12; ++round) {
     SCOPED_TRACE(round);
     Bytes chatter;
     for (int i = 0; i < 4000; ++i) {
