@@ -3,6 +3,8 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -47,6 +49,8 @@ class TPeerProgram {
 struct TPeerKind {
   const char* Name;
   std::vector<std::string> Command;  // port and server address are appended
+
+  friend void PrintTo(const TPeerKind& kind, std::ostream* out) { *out << kind.Name; }
 };
 
 std::vector<TPeerKind> PeerKinds();
