@@ -1,0 +1,75 @@
+// What a program that polls for years must not do: use the processor while idle, or grow.
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+
+#include "platform/loop/uSystemLoop.h"
+#include "tests/line/SimulatedLine.h"
+
+namespace OrvixModBus {
+namespace {
+
+std::chrono::microseconds ProcessorTimeOfThisThread() {
+  rusage usage{};
+  getrusage(RUSAGE_THREAD, &usage);
+  const auto of = [](const timeval& time) {
+    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
+  };
+  return of(usage.ru_utime) + of(usage.ru_stime);
+}
+
+TEST(IdleProgram, AnOpenPortUsesNoProcessorTime) {
+  TSystemLoop loop;
+  TLoop* const former = TLoop::SetCurrent(&loop);
+  {
+    TSimulatedLine line;
+    TMBLetter letter;
+    letter.SetClient(&line.Client);
+    AddReg(letter, 0x03, 7, 1);
+    letter.ReadAllRegs();
+    ASSERT_TRUE(line.RunDry());
+    loop.RunUntil([] { return false; }, std::chrono::milliseconds(100));  // what is left to settle
+    const auto time = ProcessorTimeOfThisThread();
+    const auto waits = loop.WaitCount();
+    loop.RunUntil([] { return false; }, std::chrono::milliseconds(500));
+    EXPECT_LT(ProcessorTimeOfThisThread() - time, std::chrono::milliseconds(5));
+    EXPECT_LE(loop.WaitCount() - waits, 2u);
+  }
+  TLoop::SetCurrent(former);
+}
+
+// Bytes of the heap that are in use. The sanitizer's own heap is not seen by this.
+std::size_t BytesInUse() {
+#if defined(__SANITIZE_ADDRESS__)
+  return 0;
+#else
+  return mallinfo2().uordblks;
+#endif
+}
+
+TEST(LongRun, TwoHundredThousandTransactionsNeedNoMoreMemoryThanTwoThousand) {
+  constexpr int kFew = 2000, kMany = 200000;
+  TSimulatedLine line;
+  TMBLetter letter;
+  letter.SetClient(&line.Client);
+  for (std::uint32_t adress = 0; adress < 40; adress += 2) AddReg(letter, 0x03, adress, 1);
+  int requests = 0;
+  line.Client.OnWorkStart = [&](TObject&) { ++requests; };
+  letter.OnReadAllRegs = [&](TMBLetter& complete) {
+    if (requests < kFew || (requests < kMany && requests > kFew)) complete.ReadAllRegs();
+  };
+  letter.ReadAllRegs();
+  ASSERT_TRUE(line.RunDry());
+  const std::size_t afterFew = BytesInUse();
+  const int components = line.Client.ComponentCount();
+  requests = kFew + 1;
+  letter.ReadAllRegs();
+  ASSERT_TRUE(line.RunDry());
+  EXPECT_GE(requests, kMany);
+  EXPECT_EQ(line.Client.ComponentCount(), components);
+  EXPECT_LE(BytesInUse(), afterFew + 4096);
+}
+
+}  // namespace
+}  // namespace OrvixModBus
