@@ -172,11 +172,7 @@ void Serve(const TOptions& options) {
   loop.Run();
 }
 
-}  // namespace
-}  // namespace OrvixModBus
-
-int main(int argc, char** argv) {
-  using namespace OrvixModBus;
+int Main(int argc, char** argv) {
   CLI::App app("Simulated Modbus RTU devices on a pseudo-terminal or a serial port.", "orvixsim");
   TOptions options;
   Describe(app, options);
@@ -189,3 +185,8 @@ int main(int argc, char** argv) {
   }
   return 0;
 }
+
+}  // namespace
+}  // namespace OrvixModBus
+
+int main(int argc, char** argv) { return OrvixModBus::Main(argc, argv); }

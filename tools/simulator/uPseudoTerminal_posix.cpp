@@ -1,10 +1,10 @@
 #include "tools/simulator/uPseudoTerminal.h"
 
 #include <fcntl.h>
-#include <stdlib.h>  // the POSIX part
 #include <termios.h>
 
 #include <array>
+#include <cstdlib>
 
 namespace OrvixModBus {
 namespace {

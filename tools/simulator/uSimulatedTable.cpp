@@ -1,6 +1,5 @@
 #include "tools/simulator/uSimulatedTable.h"
 
-#include <ranges>
 #include <utility>
 
 namespace OrvixModBus {
@@ -16,7 +15,7 @@ void TSimulatedTable::Set(std::uint32_t first, const std::vector<std::uint32_t>&
 }
 
 void TSimulatedTable::SetFormula(std::uint32_t first, std::uint32_t count, TFormula formula) {
-  fComputed.push_back({first, count, std::move(formula)});
+  fComputed.insert(fComputed.begin(), {first, count, std::move(formula)});
 }
 
 bool TSimulatedTable::Has(std::uint32_t first, std::uint32_t count) const {
@@ -48,7 +47,7 @@ const TSimulatedTable::TPage* TSimulatedTable::FindStored(std::uint32_t address)
 }
 
 const TSimulatedTable::TComputed* TSimulatedTable::FindComputed(std::uint32_t address) const {
-  for (const TComputed& range : fComputed | std::views::reverse) {
+  for (const TComputed& range : fComputed) {
     if (address >= range.First && address - range.First < range.Count) return &range;
   }
   return nullptr;

@@ -46,7 +46,7 @@ class TSimulatedTable {
   const TComputed* FindComputed(std::uint32_t address) const;
 
   std::map<std::uint32_t, TPage> fPages;  // by address / kPageSize
-  std::vector<TComputed> fComputed;
+  std::vector<TComputed> fComputed;       // the newest first
 };
 
 }  // namespace OrvixModBus

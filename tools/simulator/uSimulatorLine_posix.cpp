@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -59,14 +58,14 @@ void TSimulatorLine::Ready(TReadiness ready) {
 }
 
 void TSimulatorLine::Receive() {
-  std::array<std::uint8_t, 512> buffer;
-  const auto count = read(fHandle, buffer.data(), buffer.size());
+  std::uint8_t buffer[512];
+  const auto count = read(fHandle, buffer, sizeof buffer);
   if (count < 0 && OnlyLater()) return;
   if (count < 0) ThrowSystemError("Reading from the line failed");
   if (count == 0) throw Exception("The line has hung up");
   const auto size = static_cast<std::size_t>(count);
   if (fReceived.size() + size > kInputBuffer) fReceived.clear();
-  fReceived.insert(fReceived.end(), buffer.begin(), buffer.begin() + count);
+  fReceived.insert(fReceived.end(), buffer, buffer + count);
   fReceivedEnd = std::max(fReceivedEnd, fLoop.Now()) + TimeOf(size);
 }
 
