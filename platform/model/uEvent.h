@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -26,20 +27,26 @@ class TEvent<TResult(TArgs...)> {
   TEvent(std::nullptr_t) {}
 
   /// `event = {this, &Panel::Ready}`. A nil object makes an empty event.
-  template <class TTarget, class TMethod>
-  requires std::is_member_function_pointer_v<TMethod> &&
-      std::is_invocable_r_v<TResult, TMethod, TTarget&, TArgs...>
-      TEvent(TTarget* object, TMethod method) {
-    if (object != nullptr) {
-      fHandler = std::make_shared<TMethodHandler<TTarget, TMethod>>(object, method);
-    }
+  template <class TTarget, class TOwner, class TMember>
+  requires std::is_base_of_v<TOwner, TTarget> &&
+      std::is_invocable_r_v<TResult, TMember TOwner::*, TTarget&, TArgs...>
+      TEvent(TTarget* object, TMember TOwner::*method) {
+    if (object == nullptr) return;
+    TRef<TObject> alive;
+    if constexpr (std::is_base_of_v<TObject, TTarget>) alive = object;
+    fHandler = std::make_shared<TMethodHandler<TOwner, TMember>>(object, method, alive);
   }
 
-  /// `event = [](TMBLetter& letter) { ... }`. Equal only to copies of itself.
+  /// `event = [](TMBLetter& letter) { ... }`. Equal only to copies of itself. A nil function or
+  /// an empty std::function makes an empty event.
   template <class TCallable>
   requires(!std::is_same_v<std::remove_cvref_t<TCallable>, TEvent> &&
-           std::is_invocable_r_v<TResult, TCallable&, TArgs...>) TEvent(TCallable callable)
-      : fHandler(std::make_shared<TCallableHandler<TCallable>>(std::move(callable))) {}
+           std::is_invocable_r_v<TResult, TCallable&, TArgs...>) TEvent(TCallable callable) {
+    if constexpr (std::is_constructible_v<TCallable, std::nullptr_t>) {
+      if (callable == nullptr) return;
+    }
+    fHandler = std::make_shared<TCallableHandler<TCallable>>(std::move(callable));
+  }
 
   bool Assigned() const { return fHandler != nullptr && !fHandler->Gone(); }
   explicit operator bool() const { return Assigned(); }
@@ -53,7 +60,8 @@ class TEvent<TResult(TArgs...)> {
     return handler->Call(std::forward<TArgs>(args)...);
   }
 
-  /// Same object and same method, or the same callable; two empty ones are equal.
+  /// Same object and same method, or the same callable; two empty ones are equal. An object that
+  /// is gone is not the same as a new one at its place.
   bool operator==(const TEvent& other) const {
     if (fHandler == nullptr || other.fHandler == nullptr) return fHandler == other.fHandler;
     return fHandler->Same(*other.fHandler);
@@ -67,22 +75,24 @@ class TEvent<TResult(TArgs...)> {
     virtual bool Same(const THandler& other) const { return this == &other; }
   };
 
-  template <class TTarget, class TMethod>
+  // Knows the object by the class of the method, so that it is the same handler whichever
+  // descendant it was given as.
+  template <class TOwner, class TMember>
   struct TMethodHandler final : THandler {
-    TMethodHandler(TTarget* object, TMethod method) : fObject(object), fMethod(method) {
-      if constexpr (std::is_base_of_v<TObject, TTarget>) fAlive = TRef<TObject>(object);
-    }
+    TMethodHandler(TOwner* object, TMember TOwner::*method, const TRef<TObject>& alive)
+        : fObject(object), fMethod(method), fAlive(alive) {}
     TResult Call(TArgs... args) override {
       return (fObject->*fMethod)(std::forward<TArgs>(args)...);
     }
     bool Gone() const override { return fAlive.Gone(); }
     bool Same(const THandler& other) const override {
       const auto* same = dynamic_cast<const TMethodHandler*>(&other);
-      return same != nullptr && same->fObject == fObject && same->fMethod == fMethod;
+      return same != nullptr && same->fObject == fObject && same->fMethod == fMethod &&
+             same->Gone() == Gone();
     }
 
-    TTarget* fObject;
-    TMethod fMethod;
+    TOwner* fObject;
+    TMember TOwner::*fMethod;
     TRef<TObject> fAlive;
   };
 
@@ -102,12 +112,18 @@ class TEventList;
 
 /// Handlers that are all told, in the order in which they were added.
 /// During a call: a handler added is not called yet, one removed is not called any more, one
-/// whose object is gone is skipped, and the list itself may be destroyed. Every handler is
+/// whose object is gone is skipped. When the list itself is destroyed, the call ends with the
+/// handler that did it: what the others would be handed is gone as a rule. Every handler is
 /// called even if an earlier one throws; the first exception leaves afterwards.
 template <class... TArgs>
 class TEventList<void(TArgs...)> {
  public:
   using THandler = TEvent<void(TArgs...)>;
+
+  TEventList() = default;
+  TEventList(const TEventList&) = delete;
+  TEventList& operator=(const TEventList&) = delete;
+  ~TEventList() { fState->ListGone = true; }
 
   /// Appends handler; an empty one takes its place in the list and is never called.
   void Add(THandler handler) { fState->Entries.push_back({std::move(handler), false}); }
@@ -144,7 +160,7 @@ class TEventList<void(TArgs...)> {
     TFirstError error;
     ++state->Depth;
     const std::size_t count = state->Entries.size();
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count && !state->ListGone; ++i) {
       if (state->Entries[i].Removed) continue;
       error.Run([&] { state->Entries[i].Handler(args...); });
     }
@@ -162,12 +178,18 @@ class TEventList<void(TArgs...)> {
   struct TState {
     // Entries keep their places while any call walks them.
     void Sweep() {
-      if (Depth > 0) return;
-      std::erase_if(Entries, [](const TEntry& e) { return e.Removed || e.Handler.Gone(); });
+      const auto stays = [](const TEntry& e) { return !e.Removed && !e.Handler.Gone(); };
+      if (Depth > 0 || std::all_of(Entries.begin(), Entries.end(), stays)) return;
+      const auto dead = std::stable_partition(Entries.begin(), Entries.end(), stays);
+      // The end of a handler may change this list again, so the list is whole before it.
+      const std::vector<TEntry> swept(std::make_move_iterator(dead),
+                                      std::make_move_iterator(Entries.end()));
+      Entries.erase(dead, Entries.end());
     }
 
     std::vector<TEntry> Entries;
     int Depth = 0;
+    bool ListGone = false;
   };
 
   std::shared_ptr<TState> fState = std::make_shared<TState>();
