@@ -30,6 +30,7 @@ TComponent::TComponent(TComponent* owner) {
 
 TComponent::~TComponent() {
   BeginDestroy();
+  DestroyComponents();  // those that the destructor of a descendant has made since
   if (fOwner != nullptr) fOwner->Remove(*this);
 }
 
@@ -48,6 +49,7 @@ TComponent* TComponent::FindComponent(const std::string& name) const {
 }
 
 void TComponent::SetName(const std::string& value) {
+  CheckThread();
   if (value == fName) return;
   if (!value.empty() && !IsIdentifier(value)) {
     throw EComponentError("'" + value + "' is not a valid component name");
@@ -85,18 +87,28 @@ void TComponent::BeginDestroy() noexcept {
   fDestroying = true;
   ForgetReferences();
   TellOfRemoval();
+  DestroyComponents();
+}
+
+void TComponent::DestroyComponents() noexcept {
   while (!fComponents.empty()) {
     TComponent* const last = fComponents.back();
     fComponents.pop_back();
     last->fOwner = nullptr;
-    delete last;
+    // One whose removal made somebody destroy this owner ends by itself.
+    if (!last->fDestroying) delete last;
   }
 }
 
 void TComponent::Insert(TComponent& component) {
   fComponents.push_back(&component);
   component.fOwner = this;
-  Notification(component, TOperation::opInsert);
+  try {
+    Notification(component, TOperation::opInsert);
+  } catch (...) {
+    Remove(component);
+    throw;
+  }
 }
 
 void TComponent::Remove(TComponent& component) noexcept {

@@ -46,7 +46,7 @@ class TComponent : public TPersistent {
   /// Asks that this component be notified when the other one is destroyed.
   void FreeNotification(TComponent& other);
   /// Called when component enters or leaves this component's ownership, and when one that was
-  /// asked for with FreeNotification goes. The base does nothing.
+  /// asked for with FreeNotification goes; then it must not throw. The base does nothing.
   virtual void Notification(TComponent& component, TOperation operation);
 
   /// EThreadError when called from another thread than the one that made this component.
@@ -58,12 +58,14 @@ class TComponent : public TPersistent {
  protected:
   /// First statement of the destructor of every class whose parts may be reached by others:
   /// references to this become nil, notifications go out, owned components are destroyed.
+  /// Components that are members of such a class are made without an owner.
   void BeginDestroy() noexcept;
 
  private:
   void Insert(TComponent& component);
   void Remove(TComponent& component) noexcept;
   void TellOfRemoval() noexcept;
+  void DestroyComponents() noexcept;
 
   TComponent* fOwner = nullptr;
   std::vector<TComponent*> fComponents;
