@@ -1,6 +1,7 @@
 #include "platform/model/uCollection.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "platform/model/uProperty.h"
@@ -27,6 +28,7 @@ TPersistent* TCollectionItem::GetOwner() const { return fCollection; }
 
 void TCollectionItem::SetIndex(int value) {
   if (fCollection == nullptr || value < 0 || value >= fCollection->Count()) RefuseIndex(value);
+  fCollection->CheckThread();
   if (value == fIndex) return;
   auto& items = fCollection->fItems;
   const auto first = items.begin() + std::min(value, fIndex);
@@ -67,6 +69,7 @@ TCollectionItem* TCollection::Add() {
 
 TCollectionItem* TCollection::Insert(int index) {
   if (index < 0 || index > Count()) RefuseIndex(index);
+  const TUpdate update(*this);
   TCollectionItem* const item = Add();
   item->SetIndex(index);
   return item;
@@ -102,10 +105,13 @@ void TCollection::Assign(const TPersistent& source) {
   if (other == nullptr) return TPersistent::Assign(source);
   const TUpdate update(*this);
   Clear();
-  for (const TCollectionItem* item : other->fItems) Add()->Assign(*item);
+  for (int i = 0; i < other->Count(); ++i) Add()->Assign(*other->Items(i));
 }
 
-void TCollection::BeginUpdate() { ++fUpdateCount; }
+void TCollection::BeginUpdate() {
+  CheckThread();
+  ++fUpdateCount;
+}
 
 void TCollection::EndUpdate() noexcept {
   if (fUpdateCount == 0 || --fUpdateCount > 0) return;
@@ -134,6 +140,7 @@ void TCollection::FreeItems() {
 
 void TCollection::InsertItem(TCollectionItem& item) {
   CheckThread();
+  if (fNextID == std::numeric_limits<int>::max()) throw EListError("Too many items");
   fItems.push_back(&item);
   item.fCollection = this;
   item.fID = fNextID++;
