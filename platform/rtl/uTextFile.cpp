@@ -1,16 +1,28 @@
 #include "platform/rtl/uTextFile.h"
 
+#include <array>
 #include <cerrno>
-#include <cstring>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <system_error>
 
 namespace OrvixModBus {
 namespace {
 
+namespace fs = std::filesystem;
+
 [[noreturn]] void Refuse(const char* what, const std::string& fileName, int reason) {
-  throw EStreamError(std::string(what) + " \"" + fileName + "\": " + std::strerror(reason));
+  throw EStreamError(std::string(what) + " \"" + fileName +
+                     "\": " + std::generic_category().message(reason != 0 ? reason : EIO));
+}
+
+// Writes bytes and closes the file; 0, or the system's reason.
+int WriteTo(std::ofstream& file, std::string_view bytes) {
+  errno = 0;
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  return file ? 0 : (errno != 0 ? errno : EIO);
 }
 
 }  // namespace
@@ -19,26 +31,37 @@ std::string ReadWholeFile(const std::string& fileName) {
   errno = 0;
   std::ifstream file(fileName, std::ios::binary);
   if (!file) Refuse("Can't read", fileName, errno);
-  std::string bytes{std::istreambuf_iterator<char>(file), {}};
-  // A folder opens like a file; only reading it fails.
-  if (file.bad() || std::filesystem::is_directory(fileName)) {
-    Refuse("Can't read", fileName, errno != 0 ? errno : EISDIR);
-  }
+  std::string bytes;
+  std::array<char, 65536> block;
+  do {
+    file.read(block.data(), block.size());
+    bytes.append(block.data(), static_cast<std::size_t>(file.gcount()));
+  } while (file);
+  if (file.bad()) Refuse("Can't read", fileName, errno);  // a folder opens like a file
   return bytes;
 }
 
 void WriteWholeFile(const std::string& fileName, std::string_view bytes) {
-  // Written aside and renamed: whoever reads the file meanwhile sees the old one or the new one.
-  const std::string aside = fileName + ".part";
-  errno = 0;
-  std::ofstream file(aside, std::ios::binary | std::ios::trunc);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
   std::error_code failed;
-  if (file) std::filesystem::rename(aside, fileName, failed);
-  if (file && !failed) return;
-  const int reason = failed ? failed.value() : errno;
-  std::filesystem::remove(aside, failed);
+  const fs::file_status before = fs::status(fileName, failed);
+  // A file is written aside and renamed: whoever reads it meanwhile sees the old one or the new
+  // one. A device or a pipe is written as it is, and a link stays one.
+  const bool replaced = !fs::exists(before) || fs::is_regular_file(before);
+  const fs::path target = fs::exists(before) ? fs::canonical(fileName, failed) : fs::path(fileName);
+  fs::path written = target;
+  if (replaced) written += ".part";
+
+  errno = 0;
+  std::ofstream file(written, std::ios::binary | std::ios::trunc);
+  if (!file) Refuse("Can't write", fileName, errno);
+  int reason = WriteTo(file, bytes);
+  if (replaced && reason == 0) {
+    if (fs::exists(before)) fs::permissions(written, before.permissions(), failed);
+    fs::rename(written, target, failed);
+    reason = failed.value();
+  }
+  if (reason == 0) return;
+  if (replaced) fs::remove(written, failed);
   Refuse("Can't write", fileName, reason);
 }
 

@@ -17,8 +17,8 @@ class EStreamError : public Exception {
 /// The bytes of the file. EStreamError `Can't read "name": reason`.
 std::string ReadWholeFile(const std::string& fileName);
 
-/// Replaces the file by one with these bytes, or leaves it as it was: EStreamError
-/// `Can't write "name": reason`.
+/// Replaces the file by one with these bytes and the same permissions, or leaves it as it was:
+/// EStreamError `Can't write "name": reason`. A link stays a link; a device is written to.
 void WriteWholeFile(const std::string& fileName, std::string_view bytes);
 
 }  // namespace OrvixModBus

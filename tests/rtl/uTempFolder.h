@@ -1,0 +1,43 @@
+#pragma once
+// uTempFolder: a folder of its own for a test that needs files.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+namespace OrvixModBus {
+
+/// An empty folder that goes with all its files at the end of the test.
+class TTempFolder {
+ public:
+  TTempFolder() : fPath(testing::TempDir() + "orvix_XXXXXX") {
+    if (mkdtemp(fPath.data()) == nullptr) ADD_FAILURE() << "No folder for the test's files";
+  }
+  TTempFolder(const TTempFolder&) = delete;
+  TTempFolder& operator=(const TTempFolder&) = delete;
+  ~TTempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(fPath, ignored);
+  }
+
+  const std::string& Path() const { return fPath; }
+  std::string File(std::string_view name) const { return fPath + "/" + std::string(name); }
+  std::string Write(std::string_view name, std::string_view bytes) const {
+    std::ofstream(File(name), std::ios::binary) << bytes;
+    return File(name);
+  }
+  std::string Read(std::string_view name) const {
+    std::ifstream file(File(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+ private:
+  std::string fPath;
+};
+
+}  // namespace OrvixModBus
