@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "platform/model/uProperty.h"
@@ -18,14 +19,21 @@ std::string_view NamePart(std::string_view line) {
   return equals == std::string_view::npos ? std::string_view() : line.substr(0, equals);
 }
 
+bool HasName(std::string_view line) { return line.find('=') != std::string_view::npos; }
+
+bool SameName(std::string_view a, std::string_view b) {
+  return HasName(a) == HasName(b) && SameText(NamePart(a), NamePart(b));
+}
+
 }  // namespace
 
 const std::string& TStringList::Strings(int index) const { return fLines[CheckIndex(index)].Text; }
 
 void TStringList::SetString(int index, std::string_view text) {
   RefuseIfSorted();
-  fLines[CheckIndex(index)].Text = text;
-  fNamesKnown = false;
+  std::string& line = fLines[CheckIndex(index)].Text;
+  if (!SameName(line, text)) fNamesKnown = false;
+  line = text;
   Changed();
 }
 
@@ -96,6 +104,13 @@ std::string_view TStringList::ValueFromIndex(int index) const {
 }
 
 int TStringList::IndexOfName(std::string_view name) const {
+  if (fSorted) {
+    // Lines of one name stand together, from where the name and its "=" alone would stand.
+    const std::size_t place = PlaceOf(std::string(name) + "=");
+    const bool found = place < fLines.size() && HasName(fLines[place].Text) &&
+                       SameText(NamePart(fLines[place].Text), name);
+    return found ? static_cast<int>(place) : -1;
+  }
   IndexNames();
   const auto found = fNames.find(FoldCase(name));
   return found != fNames.end() ? found->second : -1;
@@ -122,11 +137,18 @@ void TStringList::SetValue(std::string_view name, std::string_view value) {
 }
 
 void TStringList::SetSorted(bool value) {
-  if (value && !fSorted) Sort();
+  if (value == fSorted) return;
+  if (value) SortLines();
   fSorted = value;
+  if (value) Changed();
 }
 
 void TStringList::Sort() {
+  SortLines();
+  Changed();
+}
+
+void TStringList::SortLines() {
   std::vector<TLine> lines;
   lines.reserve(fLines.size());
   for (std::size_t i = 0; i < fLines.size(); ++i) lines.push_back(std::move(fLines[i]));
@@ -135,7 +157,6 @@ void TStringList::Sort() {
   fLines.Clear();
   for (TLine& line : lines) fLines.Insert(fLines.size(), std::move(line));
   fNamesKnown = false;
-  Changed();
 }
 
 std::string TStringList::Text() const {
@@ -170,9 +191,12 @@ void TStringList::Assign(const TPersistent& source) {
   if (&source == this) return;
   const auto* other = dynamic_cast<const TStringList*>(&source);
   if (other == nullptr) return TPersistent::Assign(source);
-  fLines = other->fLines;
+  TStringList lines;  // a duplicate that is refused leaves this list as it was
+  lines.fSorted = fSorted;
+  lines.fDuplicates = fDuplicates;
+  for (int i = 0; i < other->Count(); ++i) lines.AddObject(other->Strings(i), other->Objects(i));
+  std::swap(fLines, lines.fLines);
   fNamesKnown = false;
-  if (fSorted) Sort();
   Changed();
 }
 
@@ -205,11 +229,11 @@ std::size_t TStringList::PlaceOf(std::string_view text) const {
 }
 
 void TStringList::InsertLine(std::size_t index, std::string_view text, TObject* object) {
-  const bool appended = index == fLines.size();
+  if (index != fLines.size()) fNamesKnown = false;
   fLines.Insert(index, {std::string(text), object});
-  if (!appended) fNamesKnown = false;
-  if (fNamesKnown && text.find('=') != std::string_view::npos) {
-    fNames.try_emplace(FoldCase(NamePart(text)), static_cast<int>(index));
+  const std::string& line = fLines[index].Text;  // text may have been a line of this list
+  if (fNamesKnown && HasName(line)) {
+    fNames.try_emplace(FoldCase(NamePart(line)), static_cast<int>(index));
   }
   Changed();
 }
@@ -219,8 +243,7 @@ void TStringList::IndexNames() const {
   fNames.clear();
   for (std::size_t i = 0; i < fLines.size(); ++i) {
     const std::string& line = fLines[i].Text;
-    if (line.find('=') == std::string::npos) continue;
-    fNames.try_emplace(FoldCase(NamePart(line)), static_cast<int>(i));
+    if (HasName(line)) fNames.try_emplace(FoldCase(NamePart(line)), static_cast<int>(i));
   }
   fNamesKnown = true;
 }

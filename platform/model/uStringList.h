@@ -25,7 +25,8 @@ enum class TDuplicates { dupIgnore, dupAccept, dupError };
 /// Ordered lines of text (UTF-8), each with an object that the list refers to but does not own.
 /// Texts and names are compared without regard to case. Every index past the end is an
 /// EStringListError. Looking up a name, and adding to a sorted list, cost the same in a long list
-/// as in a short one, up to a logarithm.
+/// as in a short one, up to a logarithm; but the first look-up after a line has left an unsorted
+/// list, or was put into its middle, goes through all lines.
 class TStringList : public TPersistent {
  public:
   int Count() const { return static_cast<int>(fLines.size()); }
@@ -77,7 +78,8 @@ class TStringList : public TPersistent {
   /// Byte-order mark, lines, CR LF. The file is replaced whole or not at all: EStreamError.
   void SaveToFile(const std::string& fileName) const;
 
-  /// Takes over the lines and objects of another string list.
+  /// Takes over the lines and objects of another string list; a sorted list takes them as Add
+  /// does, and a duplicate that it refuses leaves it as it was.
   void Assign(const TPersistent& source) override;
   /// Same lines (case matters) in the same order.
   bool Equals(const TStringList& other) const;
@@ -100,11 +102,13 @@ class TStringList : public TPersistent {
   void RefuseIfSorted() const;
   std::size_t PlaceOf(std::string_view text) const;
   void InsertLine(std::size_t index, std::string_view text, TObject* object);
+  void SortLines();
   void IndexNames() const;
   void Changed();
 
   TChunkedList<TLine> fLines;
-  // First line of each folded name; built when first asked for, kept while lines are appended.
+  // First line of each folded name, for unsorted lists; built when first asked for, kept while
+  // lines are appended or take new values.
   mutable std::unordered_map<std::string, int> fNames;
   mutable bool fNamesKnown = false;
   std::uint64_t fRevision = 0;
