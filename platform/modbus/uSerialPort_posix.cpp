@@ -75,8 +75,17 @@ tcflag_t ParityFlags(TParityScheme parity) {
 }
 
 tcflag_t DataFlags(TDataBits bits) {
-  constexpr tcflag_t kSizes[] = {CS5, CS6, CS7, CS8};
-  return kSizes[static_cast<std::size_t>(bits)];
+  switch (bits) {
+    case TDataBits::db5:
+      return CS5;
+    case TDataBits::db6:
+      return CS6;
+    case TDataBits::db7:
+      return CS7;
+    case TDataBits::db8:
+      break;
+  }
+  return CS8;
 }
 
 // The hardware knows one bit, or more: one and a half with 5 data bits, else two.
