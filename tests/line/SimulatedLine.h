@@ -28,10 +28,10 @@ class TSimulatedLine {
     Client.SetAdres(kDevice);
   }
 
-  /// Runs the loop until nothing of the client's is pending any more; false after kLineLimit.
-  bool RunDry() {
+  /// Runs the loop until nothing of the client's is pending any more; false after the limit.
+  bool RunDry(std::chrono::seconds limit = kLineLimit) {
     return TLoop::Current().RunUntil([this] { return Client.CountPendingTransactions() == 0; },
-                                     kLineLimit);
+                                     limit);
   }
 
   TSimulator Simulator;
