@@ -98,8 +98,14 @@ TEST(TMBRegTypeTexts, EveryChangeOfTheListIsSeenAtTheNextSearch) {
   other.Add("4=assigned");
   lines.Assign(other);
   EXPECT_EQ(texts.Find(4), "assigned");
-  lines.Clear();
+  lines.SetText("70000=far\n");
   EXPECT_EQ(texts.Find(4), "");
+  EXPECT_EQ(texts.Find(70000), "far");
+  lines.SetString(0, "-70000=farther");
+  EXPECT_EQ(texts.Find(70000), "");
+  EXPECT_EQ(texts.Find(-70000), "farther");
+  lines.Clear();
+  EXPECT_EQ(texts.Find(-70000), "");
 }
 
 TEST(TMBRegTypeTexts, SetReplacesTheFirstLineAddsOrRemoves) {
