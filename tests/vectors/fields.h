@@ -31,8 +31,7 @@ class TField {
   operator std::string() const { return Text(); }
   operator TRegType() const;
   template <std::integral T>
-    requires(!std::same_as<T, bool> && !std::same_as<T, char32_t>)
-  operator T() const {
+  requires(!std::same_as<T, bool> && !std::same_as<T, char32_t>) operator T() const {
     const Json& value = Expect(fValue.is_number_integer());
     const bool big = value.is_number_unsigned();
     const bool fits = big ? std::in_range<T>(value.get<std::uint64_t>())
@@ -43,7 +42,9 @@ class TField {
 
   /// A string of hexadecimal digits as bytes.
   Bytes Data() const { return FromHex(Text()); }
-  const std::string& Text() const { return Expect(fValue.is_string()).get_ref<const std::string&>(); }
+  const std::string& Text() const {
+    return Expect(fValue.is_string()).get_ref<const std::string&>();
+  }
   TStringDynArray Texts() const { return ListOf<std::string>(); }
 
   const Json& Elements() const { return Expect(fValue.is_array()); }
@@ -69,6 +70,7 @@ class TFields {
   explicit TFields(const Json& object);
 
   bool Has(std::string_view name) const { return fObject.contains(name); }
+  bool HasRead(std::string_view name) const { return fRead.contains(name); }
   /// ENotUnderstood when absent.
   TField operator[](std::string_view name);
   /// fallback when the field is absent.

@@ -25,12 +25,19 @@ class ENotUnderstood : public std::runtime_error {
 /// One that names an operation that the runner does not know, or knows not yet.
 class EUnknownOperation : public ENotUnderstood {
  public:
-  explicit EUnknownOperation(const std::string& operation)
-      : ENotUnderstood("unknown operation " + operation), fOperation(operation) {}
+  explicit EUnknownOperation(const std::string& operation, const std::string& place = "")
+      : ENotUnderstood(place + "unknown operation " + operation), fOperation(operation) {}
   const std::string& Operation() const { return fOperation; }
 
  private:
   std::string fOperation;
+};
+
+/// A vector that names an object which is not there, because the library did not do what was
+/// expected: a failure, as any other exception.
+class EMissing : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
 };
 
 /// The first place where a got value is not the expected one.

@@ -1,11 +1,12 @@
 // Scripts on two type catalogues: which descriptions they hold, by name, ID and kind.
 
+#include "script.h"
+
 #include <array>
 #include <map>
 #include <type_traits>
 
 #include "catalogue.h"
-#include "script.h"
 
 namespace OrvixModBus::Vectors {
 namespace {
@@ -112,9 +113,8 @@ Json TCatalogueScript::Observed() {
 }
 
 Json TCatalogueScript::Add(TMBTypeInfo& catalogue, TFields& args) {
-  return Visit(catalogue, args["Collection"], [](auto& items) -> Json {
-    return items.Add()->Name();
-  });
+  return Visit(catalogue, args["Collection"],
+               [](auto& items) -> Json { return items.Add()->Name(); });
 }
 
 Json TCatalogueScript::Delete(TMBTypeInfo& catalogue, TFields& args) {

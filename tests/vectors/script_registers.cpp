@@ -14,7 +14,7 @@ void TRegisterBook::Enter(const std::string& set, TMBReg& reg) {
 TMBReg& TRegisterBook::Reg(const std::string& label) const {
   const auto found = fEntries.find(label);
   if (found == fEntries.end() || !found->second.Reg) {
-    throw ENotUnderstood("unknown register " + label);
+    throw EMissing("no register " + label);
   }
   return *found->second.Reg;
 }
@@ -225,7 +225,6 @@ Json TRegisterScript::Observed() {
           {"events", fBook.TakeEvents()}};
 }
 
-
 Json TRegisterScript::Run(TFields& step) {
   TStepArgs args(step);
   Json result = step.Has("reg") ? RunOnReg(step, *args) : RunOnSet(step, *args);
@@ -315,10 +314,8 @@ const TRegisterScript::TTable<void, TRegNameCollection>& TRegisterScript::NamesA
       {"SetNameByIndex",
        [](TMe, TNames n, TArgs a) { n.SetNameByIndex(IndexOf(n, a), a["Name"]); }},
       {"AddRegItem", [](TMe me, TNames n, TArgs a) { n.AddRegItem(a["Name"], me.Reg(a["Reg"])); }},
-      {"ChangeName",
-       [](TMe me, TNames n, TArgs a) {
-         n.ChangeName(a["OldName"], a["NewName"], me.Reg(a["Reg"]));
-       }},
+      {"ChangeName", [](TMe me, TNames n,
+                        TArgs a) { n.ChangeName(a["OldName"], a["NewName"], me.Reg(a["Reg"])); }},
       {"DelByIndex", [](TMe, TNames n, TArgs a) { n.DelByIndex(IndexOf(n, a)); }},
       {"DelByIndexRaw", [](TMe, TNames n, TArgs a) { n.DelByIndex(a["Index"]); }},
       {"Delete", [](TMe, TNames n, TArgs a) { n.Delete(a["Index"]); }},
@@ -332,8 +329,7 @@ const TRegisterScript::TTable<Json, TRegNameCollection>& TRegisterScript::NamesQ
   using TNames = TRegNameCollection&;
   using TArgs = TFields&;
   static const TTable<Json, TRegNameCollection> kQueries = {
-      {"Add",
-       [](TMe me, TNames n, TArgs) { return me.Label(static_cast<TMBReg*>(n.Add())); }},
+      {"Add", [](TMe me, TNames n, TArgs) { return me.Label(static_cast<TMBReg*>(n.Add())); }},
       {"NameIndex", [](TMe, TNames n, TArgs a) -> Json { return n.NameIndex(a["Name"]); }},
       {"RegByIndex", [](TMe me, TNames n, TArgs a) { return me.Label(n.RegByIndex(a["Index"])); }},
       {"RegByName",
@@ -385,7 +381,8 @@ const TRegisterScript::TTable<Json, TMBRegs>& TRegisterScript::RegsQueries() {
        [](TMe, TMBRegs& s, TArgs a) -> Json { return s.RegNameAr(KindSet(a["Types"])); }},
       {"RegValueByName",
        [](TMe, TMBRegs& s, TArgs a) { return ValueJson(s.RegValueByName(a["Name"])); }},
-      {"CloneReg", [](TMe me, TMBRegs& s, TArgs a) { return me.Label(s.CloneReg(me.Reg(a["Reg"]))); }},
+      {"CloneReg",
+       [](TMe me, TMBRegs& s, TArgs a) { return me.Label(s.CloneReg(me.Reg(a["Reg"]))); }},
       {"SaveRegsDataToFile",
        [](TMe, TMBRegs& s, TArgs a) -> Json {
          const TScratchFile file;

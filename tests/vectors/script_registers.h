@@ -17,7 +17,7 @@ class TRegisterBook {
  public:
   /// The set's next label is given to a register that has entered it.
   void Enter(const std::string& set, TMBReg& reg);
-  /// ENotUnderstood when no live register bears the label.
+  /// EMissing when no live register bears the label.
   TMBReg& Reg(const std::string& label) const;
   /// null for nil; "?" for a register without a label.
   Json Label(const TMBReg* reg) const;

@@ -1,7 +1,8 @@
 // The operations of the catalogue and of its structures.
 
-#include "catalogue.h"
 #include "values.h"
+
+#include "catalogue.h"
 
 namespace OrvixModBus::Vectors {
 namespace {

@@ -1,8 +1,9 @@
 // The operations of TMBLib.
 
+#include "values.h"
+
 #include "catalogue.h"
 #include "uMBLib.h"
-#include "values.h"
 
 namespace OrvixModBus::Vectors {
 namespace {
@@ -25,7 +26,9 @@ Json BitCopy(TCall& call) {
   const bool reverse = call.Args["Reverse"];
   return ThenAfter(
       call, [&] { return ToHex(TLib::BitCopy(source, dest, sourceBit, destBit, reverse)); },
-      [&] { return Json{{"Source", ToHex(source)}, {"Dest", ToHex(dest)}}; });
+      [&] {
+        return Json{{"Source", ToHex(source)}, {"Dest", ToHex(dest)}};
+      });
 }
 
 Json ReverseBytes(TCall& call) {
@@ -57,8 +60,11 @@ Json ByteArToSignedReal(TCall& call) {
   const std::uint8_t fracBytes = call.Args["FracBytes"];
   const std::uint8_t startIndex = call.Args["StartIndex"];
   return ThenAfter(
-      call, [&] { return RealJson(TLib::ByteArToSignedReal(data, intBytes, fracBytes, startIndex)); },
-      [&] { return Json{{"Data", ToHex(data)}}; });
+      call,
+      [&] { return RealJson(TLib::ByteArToSignedReal(data, intBytes, fracBytes, startIndex)); },
+      [&] {
+        return Json{{"Data", ToHex(data)}};
+      });
 }
 
 Json ByteArToBinStr(TCall& call) {
@@ -152,16 +158,13 @@ const TCallOperations& LibOperations() {
        [](TIn c) -> Json { return TLib::CorrectIntValue(c.Args["Value"], c.Args["Size"]); }},
       {"TMBLib.ReverseBytes", ReverseBytes},
       {"TMBLib.InRange",
-       [](TIn c) -> Json {
-         return TLib::InRange(c.Args["Value"], c.Args["Min"], c.Args["Max"]);
-       }},
+       [](TIn c) -> Json { return TLib::InRange(c.Args["Value"], c.Args["Min"], c.Args["Max"]); }},
       {"TMBLib.ClearValue", ClearValue},
       {"TMBLib.ByteArToReal", ByteArToReal},
       {"TMBLib.ByteArToSignedReal", ByteArToSignedReal},
       {"TMBLib.RealToByteAr",
        [](TIn c) -> Json {
-         return ToHex(
-             TLib::RealToByteAr(c.Args["Value"], c.Args["IntBytes"], c.Args["FracBytes"]));
+         return ToHex(TLib::RealToByteAr(c.Args["Value"], c.Args["IntBytes"], c.Args["FracBytes"]));
        }},
       {"TMBLib.DateTimeToValue",
        [](TIn c) -> Json { return RealJson(TLib::DateTimeToValue(c.Args["Data"].Data())); }},
@@ -190,9 +193,7 @@ const TCallOperations& LibOperations() {
        [](TIn c) -> Json { return TLib::ByteArToStr(c.Args["Data"].Data(), c.Args["Len"]); }},
       {"TMBLib.WordToChar", [](TIn c) -> Json { return TLib::WordToChar(c.Args["W"]); }},
       {"TMBLib.WordArToStr",
-       [](TIn c) -> Json {
-         return TLib::WordArToStr(c.Args["Words"].ListOf<std::uint16_t>());
-       }},
+       [](TIn c) -> Json { return TLib::WordArToStr(c.Args["Words"].ListOf<std::uint16_t>()); }},
       {"TMBLib.ByteToBinStr", [](TIn c) -> Json { return TLib::ByteToBinStr(c.Args["B"]); }},
       {"TMBLib.ByteArToBinStr", ByteArToBinStr},
       {"TMBLib.ByteArToHexStr",

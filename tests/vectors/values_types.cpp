@@ -1,7 +1,8 @@
 // The operations of the descriptions of types.
 
-#include "catalogue.h"
 #include "values.h"
+
+#include "catalogue.h"
 
 namespace OrvixModBus::Vectors {
 namespace {
@@ -131,9 +132,8 @@ Json SetBitName(TCall& call) {
 
 Json DataToString(TCall& call) {
   TFields& args = call.Args;
-  return TDescribed<TMBRegTypeBin>(call)->DataToString(args["Data"].Data(), args["DelimStr"],
-                                                       args["TrueVal"], args["FalseVal"],
-                                                       args["HiFirst"]);
+  return TDescribed<TMBRegTypeBin>(call)->DataToString(
+      args["Data"].Data(), args["DelimStr"], args["TrueVal"], args["FalseVal"], args["HiFirst"]);
 }
 
 Json SetStep(TCall& call) {
@@ -159,8 +159,7 @@ TCallOperations MakeOperations() {
   using TNumber = TDescribed<TMBRegTypeNumber>;
   using TIn = TCall&;
   TCallOperations operations = {
-      {"TMBRegTypeList.GetValue",
-       [](TIn c) -> Json { return TList(c)->GetValue(c.Args["Key"]); }},
+      {"TMBRegTypeList.GetValue", [](TIn c) -> Json { return TList(c)->GetValue(c.Args["Key"]); }},
       {"TMBRegTypeList.SetValue", ListSetValue},
       {"TMBRegTypeBin.GetValue",
        [](TIn c) -> Json { return TBin(c)->GetValue(c.Args["Key"], c.Args["BinValue"]); }},
@@ -168,12 +167,11 @@ TCallOperations MakeOperations() {
       {"TMBRegTypeBin.GetBitName",
        [](TIn c) -> Json { return TBin(c)->GetBitName(c.Args["BitNumber"]); }},
       {"TMBRegTypeBin.SetBitName", SetBitName},
-      {"TMBRegTypeBin.BitValues",
-       [](TIn c) -> Json { return TBin(c)->BitValues(c.Args["Key"]); }},
+      {"TMBRegTypeBin.BitValues", [](TIn c) -> Json { return TBin(c)->BitValues(c.Args["Key"]); }},
       {"TMBRegTypeBin.BitNumToValue",
        [](TIn c) -> Json {
-         return ValueJson(TBin(c)->BitNumToValue(c.Args["Data"].Data(), c.Args["BitNum"],
-                                                 c.Args["GetStr"]));
+         return ValueJson(
+             TBin(c)->BitNumToValue(c.Args["Data"].Data(), c.Args["BitNum"], c.Args["GetStr"]));
        }},
       {"TMBRegTypeBin.TrueBitNameAr",
        [](TIn c) -> Json { return TBin(c)->TrueBitNameAr(c.Args["Data"].Data()); }},
