@@ -221,6 +221,9 @@ TEST_F(BinType, ABitPastTheDataIsRefused) {
                 ThrowsMessage<Exception>("BitNum error"));
   }
   EXPECT_THAT([&] { fBin.BitNumToValue({}, 0, true); }, ThrowsMessage<Exception>("BitNum error"));
+  const Bytes longest(8192, 0xFF);  // has bit 65535, the low half of -1
+  EXPECT_THAT([&] { fBin.BitNumToValue(longest, -1, true); },
+              ThrowsMessage<Exception>("BitNum error"));
 }
 
 TEST_F(BinType, TakesTheTextsOfTheTwoStatesOnly) {

@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                     {"1.25 °C", kNoInt, 1.25}},
         TDecodeCase{"FromIndexTakesItsBytes", {.FromIndex = 2}, kSixBytes, {"1", 1, 1}},
         TDecodeCase{"FromIndexZeroTakesTheFirstBytes",
-                    {.FromIndex = 0},
+                    {.Min = -1, .FromIndex = 0},
                     {0x00, 0x09, 0x00, 0x01},
                     {"9", 9, 9}},
         TDecodeCase{"FromIndexAtTheEndTakesAll",

@@ -231,6 +231,11 @@ TEST_F(StructurValues, ABlockThatDoesNotEndWithTheLastFieldLeavesTheResult) {
               ElementsAre("old"));
 }
 
+TEST_F(StructurValues, AnEmptyBlockHasNoValuesEvenWhereItFits) {
+  AddField(fFields, {"Nothing", 0, 0, TRegType::rtStr, "", "Empty"});
+  EXPECT_THAT(fFields.ValuesByStructurName("Empty", {}, fInfo, {}, {"old"}), ElementsAre("old"));
+}
+
 TEST_F(StructurValues, ABlockThatFitsReplacesTheResult) {
   EXPECT_THAT(fFields.ValuesByStructurNameEx("Rec", fBlock, fInfo, {}, "Speed", {"old"}),
               ElementsAre("258"));
