@@ -1,5 +1,7 @@
 #include "platform/loop/uLoop.h"
 
+#include <utility>
+
 #include "platform/loop/uMessageSink.h"
 #include "platform/loop/uSystemLoop.h"
 #include "platform/rtl/uException.h"
@@ -8,6 +10,19 @@ namespace OrvixModBus {
 namespace {
 
 thread_local TLoop* currentLoop = nullptr;
+
+// Gives a run its own Stop: what was asked of the run around it is asked again afterwards.
+class TOwnStop {
+ public:
+  explicit TOwnStop(bool& stopped) : fStopped(stopped), fOuter(std::exchange(stopped, false)) {}
+  TOwnStop(const TOwnStop&) = delete;
+  TOwnStop& operator=(const TOwnStop&) = delete;
+  ~TOwnStop() { fStopped = fOuter; }
+
+ private:
+  bool& fStopped;
+  bool fOuter;
+};
 
 TLoop& DefaultLoop() {
   thread_local TSystemLoop loop;
@@ -25,6 +40,7 @@ TLoop::~TLoop() {
 }
 
 bool TLoop::PostMessage(TMessageSink& sink, const TMessage& message) {
+  CheckThread();  // before the reference is counted
   return Post([target = TRef<TMessageSink>(&sink), message] {
     if (target) target->Receive(message);
   });
@@ -39,13 +55,18 @@ bool TLoop::RunUntil(const std::function<bool()>& condition, std::chrono::nanose
   const auto start = Now();
   const auto limit =
       timeout < TClock::time_point::max() - start ? start + timeout : TClock::time_point::max();
-  fStopped = false;
+  const TOwnStop ownStop(fStopped);
   while (!condition()) {
-    if (std::exchange(fStopped, false)) return condition();
+    if (fStopped) return condition();
     if (Now() >= limit) return false;
     RunOnce(limit);
   }
   return true;
+}
+
+void TLoop::Stop() {
+  CheckThread();
+  fStopped = true;
 }
 
 void TLoop::RunPending() {
@@ -59,7 +80,8 @@ void TLoop::Act(const TAction& action) {
   try {
     action();
   } catch (...) {
-    OnException(std::current_exception());
+    const auto hook = OnException;  // it may take itself away
+    hook(std::current_exception());
   }
 }
 

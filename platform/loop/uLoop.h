@@ -50,6 +50,8 @@ class TLoopWatch {
 /// in here. A host program with a loop of its own derives an adapter and makes it Current.
 /// Actions run in order of posting, timers in order of their due times. An exception that an
 /// action throws leaves by RunOnce, unless OnException is set; what is queued stays queued.
+/// Timers, watches and sinks may outlive their loop: then they do nothing. A loop is not to be
+/// destroyed inside one of its own actions.
 class TLoop : public TObject {
  public:
   using TAction = std::function<void()>;
@@ -80,8 +82,8 @@ class TLoop : public TObject {
   virtual bool RunOnce(TClock::time_point limit) = 0;
   /// Turns until Stop is called.
   void Run();
-  /// Makes the innermost Run or RunUntil return after the current action.
-  void Stop() { fStopped = true; }
+  /// Makes the innermost Run or RunUntil return after the current turn.
+  void Stop();
   /// Turns until condition holds (true) or timeout has passed (false) or Stop was called
   /// (the condition's state). The condition is asked before every turn.
   bool RunUntil(const std::function<bool()>& condition, std::chrono::nanoseconds timeout);
@@ -91,7 +93,8 @@ class TLoop : public TObject {
   /// From now on nothing can be posted; what was posted is dropped.
   virtual void Close() = 0;
 
-  /// Takes the exceptions of actions instead of the caller of the run operation.
+  /// Takes the exceptions of actions instead of the caller of the run operation. What it throws
+  /// itself goes to that caller.
   std::function<void(std::exception_ptr)> OnException;
 
  protected:

@@ -17,8 +17,9 @@ constexpr int kTurnsBetweenWaits = 16;
 // Outlives the loop as long as a timer or a watch of it does.
 struct TSystemLoop::TState {
   std::deque<TAction> Posted;
-  std::vector<TTimer*> Timers;   // a heap, the next one due first
-  std::vector<TWatch*> Watches;  // nil where one was destroyed during a walk
+  std::vector<TTimer*> Timers;    // a heap, the next one due first
+  std::deque<TTimer*> DueTimers;  // taken from the heap, to act in this order
+  std::vector<TWatch*> Watches;   // nil where one was destroyed during a walk
   std::vector<TWaitItem> Items;
   THandleWait Wait;
   std::uint64_t Starts = 0;
@@ -38,30 +39,41 @@ class TSystemLoop::TTimer final : public TLoopTimer {
     Stop();
     fDue = due;
     fStart = fState->Starts++;
-    fPlace = fState->Timers.size();
     fState->Timers.push_back(this);
+    fPlace = fState->Timers.size() - 1;
     Rise();
   }
 
   void Stop() override {
-    if (fPlace == kNowhere) return;
-    auto& heap = fState->Timers;
-    TTimer* const last = heap.back();
-    heap.pop_back();
-    const std::size_t place = std::exchange(fPlace, kNowhere);
-    if (last == this) return;
-    heap[place] = last;
-    last->fPlace = place;
-    last->Rise();
-    last->Sink();
+    if (fPlace == kAmongDue) std::erase(fState->DueTimers, this);
+    if (fPlace < fState->Timers.size()) LeaveHeap();
+    fPlace = kNowhere;
+  }
+
+  /// Out of the heap, behind those that are to act already.
+  void BecomeDue() {
+    fState->DueTimers.push_back(this);
+    LeaveHeap();
+    fPlace = kAmongDue;
   }
 
   TClock::time_point Due() const { return fDue; }
-  std::uint64_t StartNumber() const { return fStart; }
   std::shared_ptr<const TAction> Action() const { return fAction; }
 
  private:
   static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
+  static constexpr std::size_t kAmongDue = kNowhere - 1;
+
+  void LeaveHeap() {
+    auto& heap = fState->Timers;
+    TTimer* const last = heap.back();
+    heap.pop_back();
+    if (last == this) return;
+    heap[fPlace] = last;
+    last->fPlace = fPlace;
+    last->Rise();
+    last->Sink();
+  }
 
   bool Before(const TTimer& other) const {
     return fDue != other.fDue ? fDue < other.fDue : fStart < other.fStart;
@@ -132,8 +144,8 @@ class TSystemLoop::TWatch final : public TLoopWatch {
   TReadiness fWant = TReadiness::rdNone;
 };
 
-// Keeps the places of the watches while their actions run; an action that throws ends the walk,
-// the next turn finds the others still ready.
+// Keeps the places of the watches while their actions run. A walk ends early when an action throws,
+// and when an inner turn has waited: the next turn finds the others that are still ready.
 class TSystemLoop::TWatchWalk {
  public:
   TWatchWalk(TState& state, std::vector<TWaitItem>& items) : fState(state), fItems(items) {
@@ -155,7 +167,7 @@ TSystemLoop::TSystemLoop() : fState(std::make_shared<TState>()) {}
 
 TSystemLoop::~TSystemLoop() {
   ForgetReferences();
-  TSystemLoop::Close();
+  DropPosted();
 }
 
 bool TSystemLoop::Post(TAction action) {
@@ -178,15 +190,22 @@ std::unique_ptr<TLoopWatch> TSystemLoop::NewWatch(THandle handle,
 
 bool TSystemLoop::RunOnce(TClock::time_point limit) {
   CheckThread();
-  const auto state = fState;  // an action may destroy this loop's last owner of it
-  const bool posted = RunPosted();
-  const bool timed = RunTimers();
-  if ((posted || timed) && ++state->TurnsWithoutWait < kTurnsBetweenWaits) return true;
-  state->TurnsWithoutWait = 0;
-  return RunWatches(posted || timed ? TClock::time_point::min() : limit) || posted || timed;
+  bool acted =
+      ++fState->TurnsWithoutWait > kTurnsBetweenWaits && RunWatches(TClock::time_point::min());
+  acted = RunPosted() || acted;
+  acted = RunTimers() || acted;
+  if (acted) return true;
+  // Nothing is left that is due. What comes before a time-out is read before it.
+  acted = RunWatches(limit);
+  return RunTimers() || acted;
 }
 
 void TSystemLoop::Close() {
+  CheckThread();
+  DropPosted();
+}
+
+void TSystemLoop::DropPosted() {
   fState->Closed = true;
   // Destroying an action may post again, to no effect, so the queue is emptied by exchange.
   const auto dropped = std::exchange(fState->Posted, {});
@@ -195,45 +214,47 @@ void TSystemLoop::Close() {
 std::uint64_t TSystemLoop::WaitCount() const { return fState->WaitCount; }
 
 bool TSystemLoop::RunPosted() {
-  const auto state = fState;
-  const std::size_t count = state->Posted.size();
-  for (std::size_t i = 0; i < count && !state->Posted.empty(); ++i) {
-    const TAction action = std::move(state->Posted.front());
-    state->Posted.pop_front();
+  auto& posted = fState->Posted;
+  const std::size_t count = posted.size();
+  for (std::size_t i = 0; i < count && !posted.empty(); ++i) {
+    const TAction action = std::move(posted.front());
+    posted.pop_front();
     Act(action);
   }
   return count > 0;
 }
 
 bool TSystemLoop::RunTimers() {
-  const auto state = fState;
-  if (state->Timers.empty()) return false;
+  auto& timers = fState->Timers;
+  auto& due = fState->DueTimers;
+  if (timers.empty() && due.empty()) return false;
+  // Those that are started from now on wait for the next turn, however soon they are due.
   const auto now = Now();
-  // A timer that its own action starts again waits for the next turn, however soon it is due.
-  const std::uint64_t firstNewStart = state->Starts;
-  bool acted = false;
-  while (!state->Timers.empty()) {
-    TTimer* const timer = state->Timers.front();
-    if (timer->Due() > now || timer->StartNumber() >= firstNewStart) break;
+  while (!timers.empty() && timers.front()->Due() <= now) timers.front()->BecomeDue();
+  const std::size_t count = due.size();
+  for (std::size_t i = 0; i < count && !due.empty(); ++i) {
+    TTimer* const timer = due.front();
     const auto action = timer->Action();
     timer->Stop();
-    acted = true;
     Act(*action);
   }
-  return acted;
+  return count > 0;
 }
 
 bool TSystemLoop::RunWatches(TClock::time_point limit) {
-  const auto state = fState;
-  auto items = std::exchange(state->Items, {});  // a nested turn uses a list of its own
+  const auto& state = fState;
+  state->TurnsWithoutWait = 0;
+  auto items = std::exchange(state->Items, {});  // an inner turn uses a list of its own
   items.clear();
-  for (const TWatch* watch : state->Watches) items.push_back(watch->Item());
-  ++state->WaitCount;
+  for (const TWatch* watch : state->Watches) {
+    items.push_back(watch != nullptr ? watch->Item() : TWaitItem{});
+  }
+  const std::uint64_t waitNumber = ++state->WaitCount;
   state->Wait.Wait(items, TimeToSleep(limit));
 
   const TWatchWalk walk(*state, items);
   bool acted = false;
-  for (std::size_t i = 0; i < items.size(); ++i) {
+  for (std::size_t i = 0; i < items.size() && state->WaitCount == waitNumber; ++i) {
     const TWatch* const watch = state->Watches[i];
     if (watch == nullptr) continue;
     const TReadiness ready = items[i].Ready & watch->Item().Want;
@@ -246,7 +267,6 @@ bool TSystemLoop::RunWatches(TClock::time_point limit) {
 }
 
 std::chrono::nanoseconds TSystemLoop::TimeToSleep(TClock::time_point limit) const {
-  if (!fState->Posted.empty()) return std::chrono::nanoseconds(0);
   if (!fState->Timers.empty()) limit = std::min(limit, fState->Timers.front()->Due());
   if (limit == TClock::time_point::max()) return std::chrono::nanoseconds(-1);
   const auto now = Now();

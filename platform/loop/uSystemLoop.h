@@ -32,6 +32,7 @@ class TSystemLoop : public TLoop {
   class TWatchWalk;
   struct TState;
 
+  void DropPosted();
   bool RunPosted();
   bool RunTimers();
   bool RunWatches(TClock::time_point limit);
