@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <stdexcept>
 #include <vector>
 
 #include "platform/loop/uLoop.h"
@@ -52,6 +53,8 @@ class TVirtualLoop final : public TLoop {
     for (;;) {
       if (ActOnce()) {
         if (slept) ++fWakes;
+        if (++fTurnsInPlace > 100'000)
+          throw std::logic_error("the loop turns and time stands still");
         return true;
       }
       TTime next = fOutside != nullptr ? fOutside->NextChange() : TTime::max();
@@ -61,6 +64,7 @@ class TVirtualLoop final : public TLoop {
         return false;
       }
       slept = slept || next > fNow;
+      if (next > fNow) fTurnsInPlace = 0;
       fNow = std::max(fNow, next);
     }
   }
@@ -132,6 +136,7 @@ class TVirtualLoop final : public TLoop {
   std::vector<TTimer*> fTimers;
   std::vector<TWatch*> fWatches;
   int fWakes = 0;
+  int fTurnsInPlace = 0;
   bool fClosed = false;
 };
 

@@ -137,12 +137,12 @@ TEST_F(TScanner, IsBoundedAndLosesNoReplyByIt) {
   Feed(Bytes(10'000, 0x42));
   EXPECT_EQ(Next(), TKind::None);
   const Bytes frame = Frame(body);
-  Feed(Bytes(frame.begin(), frame.begin() + 200));
+  Feed(Bytes(400, 0x42) + Bytes(frame.begin(), frame.begin() + 200));
   EXPECT_EQ(Next(), TKind::None);
   EXPECT_TRUE(Scanner.IsWaiting());
   Feed(Bytes(frame.begin() + 200, frame.end()));
   EXPECT_EQ(Next(), TKind::Reply);
-  EXPECT_EQ(Thrown, Bytes(10'000, 0x42));
+  EXPECT_EQ(Thrown, Bytes(10'400, 0x42));
 }
 
 TEST_F(TScanner, EveryByteEndsInAFrameOrIsThrownAway) {

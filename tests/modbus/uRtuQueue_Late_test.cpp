@@ -296,6 +296,32 @@ TEST_F(TLate, ADiscardedRequestIsNotSentAgain) {
   EXPECT_TRUE(Outcomes.empty());
 }
 
+TEST_F(TLate, ClosingAndOpeningThePortForgetsNoReplyThatIsOwed) {
+  Script(300, "01 03 02 11 11", "01 03 02 22 22");
+  Send("03 00 00 00 01");
+  RunFor(50ms);
+  Connection->SetActive(false);
+  Connection->SetActive(true);
+  Send("03 00 05 00 01");
+  Await(2);
+  EXPECT_EQ(Outcomes[0].Kind, srNone);
+  EXPECT_EQ(Outcomes[1].Reply, Hex("01 03 02 22 22"));
+  EXPECT_DOUBLE_EQ(SentAt(1), 300);
+}
+
+TEST_F(TLate, ACutLateReplyIsNoiseAfterTheLongestPauseAndCostsNoTime) {
+  Wire.OnWrite = [this](const Bytes&) { Wire.Arrive(1500ms, Hex("01 03 02 11")); };
+  Send("03 00 00 00 01");
+  Await(1);
+  RunFor(600ms);
+  EXPECT_EQ(Connection->Counters().NoiseBytes, 0u);
+  const int wakes = Loop.Wakes();
+  RunFor(200ms);
+  EXPECT_EQ(Connection->Counters().NoiseBytes, 4u);
+  RunFor(1h);
+  EXPECT_EQ(Loop.Wakes() - wakes, 1);
+}
+
 TEST_F(TLate, ACutOrBrokenReplyIsNotOwedAnyMore) {
   for (const char* broken : {"01 03 02 11 11 00 00", "01 03 02 11"}) {
     SCOPED_TRACE(broken);
