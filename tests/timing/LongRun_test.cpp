@@ -4,11 +4,14 @@
 #include <malloc.h>
 #include <sys/resource.h>
 
+#include <cstddef>
+
 #ifndef __has_feature
 #define __has_feature(feature) 0
 #endif
 #if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
-#include <sanitizer/allocator_interface.h>
+// g++ brings the function, but not the header that declares it.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 #include "platform/loop/uSystemLoop.h"
