@@ -348,6 +348,14 @@ bool TMBLetter::IsComplete(std::uint8_t func) const {
   return WaitQueue(func) == 0 && ChekAllRegsResive();
 }
 
+void TMBLetter::Assign(const TPersistent& source) {
+  const auto* letter = dynamic_cast<const TMBLetter*>(&source);
+  if (letter == nullptr) return TComponent::Assign(source);
+  SetClient(letter->Client());
+  SetMaxHole(letter->MaxHole());
+  SetRegs(letter->Regs());
+}
+
 const TClassInfo& TMBLetter::StaticClass() {
   static const TClassInfo info(
       "TMBLetter", &TComponent::StaticClass(),

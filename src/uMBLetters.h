@@ -147,6 +147,9 @@ class TMBLetter : public TComponent {
   /// Waits for nothing any more; raises nothing.
   void ClearWaitQueue() { fWaitQueue.fill(0); }
 
+  /// Takes over client, MaxHole and copies of the registers; neither events nor ChanelID.
+  void Assign(const TPersistent& source) override;
+
   TLetterEvent OnReadAllRegs;           ///< the last answer has come
   TLetterEvent OnWriteAllRegs;          ///< not published
   TLetterRegEvent OnRegDataChange;      ///< a reply has updated the register

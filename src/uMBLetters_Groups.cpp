@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
 
 #include "platform/rtl/uException.h"
 
@@ -16,69 +17,86 @@ bool CountsRegisters(std::uint8_t func) {
   return func == 0x01 || func == 0x02 || func == 0x03 || func == 0x04 || func == 0x21;
 }
 
-// Neighbours that one request reads. Addresses are unsigned 32-bit; sums are kept wide.
-struct TRun {
-  const TMBReg* First;
+// A register and where it lies. Addresses are unsigned 32-bit; sums are kept wide.
+struct TSpan {
+  const TMBReg* Reg;
   std::int64_t Start;
   std::int64_t End;
 };
 
+// Neighbours, in order of address, that one request reads: from the first one's start to the last
+// one's end, even where one before the last reaches further.
+using TRun = std::span<const TSpan>;
+
 class TGrouping {
  public:
   TGrouping(const TMBRegList& list, std::uint8_t func)
-      : fFunc(func), fRegisters(CountsRegisters(func)), fRunStart(list.front()->Adress()) {}
+      : fRegisters(CountsRegisters(func)), fRunStart(list.front()->Adress()) {}
 
   void Take(const TMBReg& reg) {
     const std::int64_t start = reg.Adress();
     const std::int64_t end = start + (fRegisters ? reg.GetRegsCount() : reg.CountInByte());
-    if (fRuns.empty() || BeginsRun(start, end)) {
-      // The very first run is measured from the first register of the whole list.
-      if (!fRuns.empty()) fRunStart = start;
-      fRuns.push_back({&reg, start, end});
-    } else {
-      fRuns.back().End = end;
+    if (fSpans.empty()) {
+      fRuns.push_back(0);  // measured from the first register of the whole list
+    } else if (BeginsRun(start, end)) {
+      fRuns.push_back(fSpans.size());
+      fRunStart = start;
     }
+    fSpans.push_back({&reg, start, end});
   }
 
   TMBGroupList Groups() const {
     TMBGroupList groups;
-    for (const TRun& run : fRuns) {
-      if (run.End != run.Start) groups.push_back(GroupOf(run));
+    for (std::size_t i = 0; i < fRuns.size(); ++i) {
+      const std::size_t past = i + 1 < fRuns.size() ? fRuns[i + 1] : fSpans.size();
+      AppendGroups(TRun(fSpans).subspan(fRuns[i], past - fRuns[i]), groups);
     }
     return groups;
   }
 
  private:
   bool BeginsRun(std::int64_t start, std::int64_t end) const {
-    const TRun& run = fRuns.back();
-    const bool gap = start > run.End;
+    const bool gap = start > fSpans.back().End;
     const bool tooLong = end - fRunStart > kMaxRun;
     const bool newBlock = fRegisters && (start & 0xFF) == 0;
-    return gap || tooLong || newBlock || BytesOf(run, end) > kMaxRegBytes;
+    return gap || tooLong || newBlock;
   }
 
-  std::int64_t BytesOf(const TRun& run, std::int64_t end) const {
-    return (end - run.Start) * (fRegisters ? run.First->BytesInOneReg() : 1);
+  std::int64_t BytesOf(const TRun& run) const {
+    const std::int64_t units = run.back().End - run.front().Start;
+    return units * (fRegisters ? run.front().Reg->BytesInOneReg() : 1);
   }
 
-  std::unique_ptr<TMBReg> GroupOf(const TRun& run) const {
-    if (BytesOf(run, run.End) > kMaxRegBytes) throw Exception("More then 250 bytes in reg");
-    const auto length = static_cast<std::uint8_t>(run.End - run.Start);
+  // A run of more bytes than a register may have is read in several requests.
+  void AppendGroups(TRun run, TMBGroupList& groups) const {
+    while (run.size() > 1 && BytesOf(run) > kMaxRegBytes) {
+      std::size_t count = 1;
+      while (BytesOf(run.first(count + 1)) <= kMaxRegBytes) ++count;
+      AppendGroup(run.first(count), groups);
+      run = run.subspan(count);
+    }
+    AppendGroup(run, groups);
+  }
+
+  void AppendGroup(const TRun& run, TMBGroupList& groups) const {
+    if (BytesOf(run) > kMaxRegBytes) throw Exception("More then 250 bytes in reg");
+    const auto length = static_cast<std::uint8_t>(run.back().End - run.front().Start);
+    if (length == 0) return;
     auto group = std::make_unique<TMBReg>(nullptr);
-    group->Assign(*run.First);
+    group->Assign(*run.front().Reg);
     if (fRegisters) {
       group->SetRegsCount(length);
     } else {
       group->SetRegsCount(1);
       group->SetBytesInOneReg(length);
     }
-    return group;
+    groups.push_back(std::move(group));
   }
 
-  std::uint8_t fFunc;
   bool fRegisters;
   std::int64_t fRunStart;
-  std::vector<TRun> fRuns;
+  std::vector<TSpan> fSpans;
+  std::vector<std::size_t> fRuns;  // index of each run's first span
 };
 
 template <class TCollectionOfRegs, class TProperty>

@@ -39,13 +39,10 @@ inline std::vector<TRequestedRun> RunsByTheRules(std::vector<TMBReg*> regs, std:
     if (matching.empty()) {
       beginnings.push_back(0);
     } else {
-      const std::size_t first = beginnings.back();
-      const std::int64_t width = inRegisters ? matching[first]->BytesInOneReg() : 1;
       const bool anyGap = start - spans.back().End > 0;
       const bool over128 = end - measuredFrom > 128;
       const bool at256 = inRegisters && start % 256 == 0;
-      const bool over250Bytes = (end - spans[first].Start) * width > 250;
-      if (anyGap || over128 || at256 || over250Bytes) {
+      if (anyGap || over128 || at256) {
         beginnings.push_back(matching.size());
         measuredFrom = start;
       }
@@ -55,15 +52,30 @@ inline std::vector<TRequestedRun> RunsByTheRules(std::vector<TMBReg*> regs, std:
   }
   std::vector<TRequestedRun> runs;
   for (std::size_t i = 0; i < beginnings.size(); ++i) {
-    const std::size_t first = beginnings[i];
+    std::size_t first = beginnings[i];
     const std::size_t past = i + 1 < beginnings.size() ? beginnings[i + 1] : matching.size();
-    const std::int64_t units = spans[past - 1].End - spans[first].Start;
-    if (units == 0) continue;
-    runs.push_back({func,
-                    spans[first].Start,
-                    units,
-                    {matching.begin() + static_cast<std::ptrdiff_t>(first),
-                     matching.begin() + static_cast<std::ptrdiff_t>(past)}});
+    const auto bytes = [&](std::size_t last) {
+      const std::int64_t width = inRegisters ? matching[first]->BytesInOneReg() : 1;
+      return (spans[last].End - spans[first].Start) * width;
+    };
+    while (first < past) {
+      // All that is left, or else as much of it as 250 bytes hold.
+      std::size_t last = past - 1;
+      if (bytes(last) > 250) {
+        last = first;
+        while (last + 1 < past && bytes(last + 1) <= 250) ++last;
+      }
+      const std::int64_t units = spans[last].End - spans[first].Start;
+      const auto at = matching.begin();
+      if (units > 0) {
+        runs.push_back({func,
+                        spans[first].Start,
+                        units,
+                        {at + static_cast<std::ptrdiff_t>(first),
+                         at + static_cast<std::ptrdiff_t>(last + 1)}});
+      }
+      first = last + 1;
+    }
   }
   return runs;
 }
