@@ -189,7 +189,8 @@ TEST(AlteredVector, OfEveryKindOfEffectFails) {
   ASSERT_GT(chosen.size(), 20U);
   for (const auto& [kind, place] : chosen) {
     SCOPED_TRACE(kind);
-    const auto& [vector, index] = place;
+    const Json& vector = place.first;
+    const std::size_t index = place.second;
     AlterEach(vector["expect"][index], TPointer("/expect") / index,
               [&](const TPointer& where, const Json& other) {
                 if (vector.at(where) == "*") return;

@@ -219,10 +219,11 @@ std::pair<TRecordedQueue*, int> TScenario::Request(int index) const {
   return fRequests[static_cast<std::size_t>(index)];
 }
 
+// An emulator that a client owns goes by the client's name.
 void TScenario::RecordPost(const TMessageSink& sink, const TMessage& message) {
-  const auto& emulator = dynamic_cast<const TEmulClient&>(sink.Receiver());
-  const TObject* named = emulator.Owner() != nullptr ? emulator.Owner() : &sink.Receiver();
-  Effect("post", NameOf(named), message.WParam);
+  const auto* component = dynamic_cast<const TComponent*>(&sink.Receiver());
+  const TComponent* owner = component != nullptr ? component->Owner() : nullptr;
+  Effect("post", NameOf(owner != nullptr ? owner : &sink.Receiver()), message.WParam);
 }
 
 Json ShortValue(const TRegValue& value) {
