@@ -129,6 +129,8 @@ template <class TClass, class TGot, class TSet, class TDefault = std::nullopt_t>
 TPropertyInfo Published(std::string_view name, TGot (TClass::*get)() const,
                         void (TClass::*set)(TSet), TDefault fallback = std::nullopt) {
   using TValue = std::remove_cvref_t<TGot>;
+  static_assert(!std::is_same_v<TValue, std::uint64_t> && !std::is_same_v<TValue, float>,
+                "a value of the property would not fit what all of its kind have in common");
   TPropertyInfo info;
   info.Name = name;
   info.Kind = Detail::KindOf<TValue>();
