@@ -226,6 +226,35 @@ void TMBLetter::OnRead(TMBClient& /*sender*/, TServerReply serverReply, std::uin
   error.Raise();
 }
 
+// Calls action(reg, error) for the registers that still live when their turn comes, until it
+// returns false or the letter itself is destroyed. Gives the list back for the next reply.
+template <class TAction>
+void TMBLetter::ForEachAlive(std::vector<TRef<TMBReg>>& found, TAction action) {
+  const TRef<TMBLetter> self(this);
+  TFirstError error;
+  for (const TRef<TMBReg>& reg : found) {
+    if (!self || (reg && !action(reg, error))) break;
+  }
+  if (self) fFound = std::move(found);
+  error.Raise();
+}
+
+// Stores the bytes that have come for a register, decodes it and tells of it. A handler may
+// destroy the register at any step, or the letter, and so the register too.
+template <class TStore>
+void TMBLetter::Update(const TRef<TMBReg>& reg, bool written, TFirstError& error, TStore store) {
+  const auto step = [&](auto action) {
+    if (reg) error.Run(action);
+  };
+  step(store);
+  step([&] { reg->DataToValue(); });
+  step([&] { RegDataChange(*reg); });
+  step([&] {
+    if (written) OnWriteReg(*this, *reg);
+  });
+  step([&] { DoOnRegDataChange(*reg); });
+}
+
 void TMBLetter::SpreadRead(std::uint8_t func, std::uint32_t startReg, const Bytes& values) {
   if (std::ranges::find(kReadFuncs, func) == std::end(kReadFuncs)) return;
   const std::uint64_t reach = values.size() * (IsBitFunc(func) ? 8 : 1);
@@ -233,8 +262,7 @@ void TMBLetter::SpreadRead(std::uint8_t func, std::uint32_t startReg, const Byte
   fReadPlaces.Find(func, startReg, startReg + reach, found);
   ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
     if (reg->MBFuncRead() != func || !Covers(func, startReg, values, *reg)) return true;
-    StoreReply(func, startReg, values, reg, error);
-    TellUpdated(reg, false, error);
+    Update(reg, false, error, [&] { StoreReply(func, startReg, values, reg, error); });
     return true;
   });
 }
@@ -267,8 +295,7 @@ void TMBLetter::SpreadWritten(std::uint8_t func, std::uint32_t startReg, const B
   ForEachAlive(found, [&](const TRef<TMBReg>& reg, TFirstError& error) {
     if (reg->MBFuncWrite() != func || !CoversWritten(startReg, values, *reg)) return true;
     const std::uint64_t offset = (reg->Adress() - startReg) * std::uint64_t{reg->BytesInOneReg()};
-    StoreValues(reg, values, offset, error);
-    TellUpdated(reg, true, error);
+    Update(reg, true, error, [&] { StoreValues(reg, values, offset, error); });
     return func != kWriteSingleCoil;
   });
 }
@@ -286,34 +313,6 @@ void TMBLetter::TellWritten(std::uint8_t func, std::uint32_t startReg, const Byt
     error.Run([&] { OnWriteReg(*this, *reg); });
     return !done;
   });
-}
-
-// Calls action(reg, error) for the registers that still live when their turn comes, until it
-// returns false or the letter itself is destroyed. Gives the list back for the next reply.
-template <class TAction>
-void TMBLetter::ForEachAlive(std::vector<TRef<TMBReg>>& found, TAction action) {
-  const TRef<TMBLetter> self(this);
-  TFirstError error;
-  for (const TRef<TMBReg>& reg : found) {
-    if (!self || (reg && !action(reg, error))) break;
-  }
-  if (self) fFound = std::move(found);
-  error.Raise();
-}
-
-// Decodes a register whose bytes have just come and tells of it. A handler may destroy the
-// register or the letter at any step.
-void TMBLetter::TellUpdated(const TRef<TMBReg>& reg, bool written, TFirstError& error) {
-  const TRef<TMBLetter> self(this);
-  const auto step = [&](auto action) {
-    if (self && reg) error.Run(action);
-  };
-  step([&] { reg->DataToValue(); });
-  step([&] { RegDataChange(*reg); });
-  step([&] {
-    if (written) OnWriteReg(*this, *reg);
-  });
-  step([&] { DoOnRegDataChange(*reg); });
 }
 
 void TMBLetter::OnClearWaitQueue(TObject& /*sender*/) { ClearWaitQueue(); }

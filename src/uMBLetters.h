@@ -178,7 +178,8 @@ class TMBLetter : public TComponent {
   void TellWritten(std::uint8_t func, std::uint32_t startReg, const Bytes& values, bool& done);
   template <class TAction>
   void ForEachAlive(std::vector<TRef<TMBReg>>& found, TAction action);
-  void TellUpdated(const TRef<TMBReg>& reg, bool written, TFirstError& error);
+  template <class TStore>
+  void Update(const TRef<TMBReg>& reg, bool written, TFirstError& error, TStore store);
   bool IsComplete(std::uint8_t func) const;
 
   TRef<TMBClient> fClient;
