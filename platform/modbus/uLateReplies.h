@@ -38,10 +38,10 @@ class TLateReplies {
   struct TOwed {
     std::span<const std::uint8_t> Request() const { return {Bytes.data(), Size}; }
 
-    std::uint64_t Transaction;
-    TTime Until;
-    std::array<std::uint8_t, kTellingBytes> Bytes;
-    std::size_t Size;
+    std::uint64_t Transaction = 0;
+    TTime Until{};
+    std::array<std::uint8_t, kTellingBytes> Bytes{};
+    std::size_t Size = 0;
   };
 
   std::vector<TOwed> fOwed;  // the oldest first

@@ -49,7 +49,7 @@ struct TReplyLength {
     Silence,  ///< only silence can tell
     Junk,     ///< no reply is like this
   };
-  TKind Kind;
+  TKind Kind = TKind::More;
   std::size_t Length = 0;
 };
 

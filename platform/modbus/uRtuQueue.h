@@ -55,9 +55,9 @@ class TRtuQueue final : public TTransactionQueue {
 
   // What to tell the application of.
   struct TTrace {
-    TTraceDirection Direction;
-    TTime Time;
-    std::size_t Size;
+    TTraceDirection Direction = TTraceDirection::tdSent;
+    TTime Time{};
+    std::size_t Size = 0;
   };
   struct TTraces {
     std::vector<TTrace> Entries;

@@ -37,7 +37,7 @@ class THandlers : public TLineFixture {
   }
 
   /// Does this at the first completion of the client.
-  void AtCompletion(std::function<void()> act) {
+  void AtCompletion(const std::function<void()>& act) {
     Client->OnCustomTransactionComplete = [this, act](TModbusClient&, TModbusTransaction& t,
                                                       std::uint8_t command) {
       Outcomes.push_back({t.ServerReply(), {}, 0, command, 0, 0, nullptr, Loop.Now()});
@@ -60,7 +60,7 @@ TEST_F(THandlers, AnExceptionLeavesByTheRunAndTheNextTransactionGoesOut) {
 
 TEST_F(THandlers, AnExceptionGoesToTheLoopsHook) {
   int caught = 0;
-  Loop.OnException = [&](std::exception_ptr) { ++caught; };
+  Loop.OnException = [&](const std::exception_ptr&) { ++caught; };
   AtCompletion([] { throw Exception("from the handler"); });
   Send("03 00 00 00 01");
   Send("04 00 00 00 01");
@@ -71,7 +71,7 @@ TEST_F(THandlers, AnExceptionGoesToTheLoopsHook) {
 
 TEST_F(THandlers, EveryExceptionOfAMassFailureIsDelivered) {
   int caught = 0;
-  Loop.OnException = [&](std::exception_ptr) { ++caught; };
+  Loop.OnException = [&](const std::exception_ptr&) { ++caught; };
   Ending->OnCustomTransactionComplete = [](TModbusClient&, TModbusTransaction&, std::uint8_t) {
     throw Exception("no");
   };
@@ -190,7 +190,7 @@ TEST_F(THandlers, OfTheTraceMayThrow) {
   Connection->OnTrace = [](TModbusConnection&, TTraceDirection, std::span<const std::uint8_t>,
                            TVirtualLoop::TTime) { throw Exception("no"); };
   int caught = 0;
-  Loop.OnException = [&](std::exception_ptr) { ++caught; };
+  Loop.OnException = [&](const std::exception_ptr&) { ++caught; };
   EXPECT_EQ(Exchange("03 00 00 00 01").Kind, srNormalReply);
   EXPECT_EQ(caught, 2);
 }
@@ -211,7 +211,7 @@ TEST_F(THandlers, TransactionsEndOnceWhateverBecomesOfThem) {
   Ending->OnCustomTransactionComplete = [](TModbusClient&, TModbusTransaction& t, std::uint8_t) {
     if (t.ServerReply() == srNormalReply) throw Exception("no");
   };
-  Loop.OnException = [](std::exception_ptr) {};
+  Loop.OnException = [](const std::exception_ptr&) {};
   Send("03 00 00 00 01", Ending.get());  // completed, its handler throws
   Send("05 00 00 FF 00", Ending.get());  // not answered
   Send("06 00 00 00 01", Ending.get());  // discarded on the line
