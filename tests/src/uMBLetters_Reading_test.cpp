@@ -85,14 +85,14 @@ TEST_F(Reading, ALetterListensToOneClientAtATime) {
 
 struct TGroupingCase {
   const char* name;
-  std::vector<TRegSpec> regs;
+  std::vector<TRegTraits> regs;
   std::vector<std::string> requests;
 };
 
 // Registers have two bytes and function $03 unless the row says otherwise.
 TEST_F(Reading, NeighboursAreReadTogether) {
   const auto row = [](std::uint32_t from, std::uint32_t to, std::uint8_t func, int width) {
-    std::vector<TRegSpec> regs;
+    std::vector<TRegTraits> regs;
     for (std::uint32_t a = from; a <= to; ++a) regs.push_back({"R", a, 1, func, width});
     return regs;
   };
@@ -168,7 +168,7 @@ TEST_F(Reading, NeighboursAreReadTogether) {
     for (const auto& c : cases) {
       SCOPED_TRACE(testing::Message() << c.name << ", MaxHole " << hole);
       Regs().Clear();
-      for (const TRegSpec& spec : c.regs) Add(spec);
+      for (const TRegTraits& traits : c.regs) Add(traits);
       letter->ReadAllRegs();
       EXPECT_EQ(TakeRequests(), c.requests);
     }

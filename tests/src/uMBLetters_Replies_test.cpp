@@ -72,7 +72,7 @@ TEST_F(Replies, TheyAreVisitedInOrderOfTheCollection) {
 
 struct TReplyCase {
   const char* name;
-  TRegSpec reg;
+  TRegTraits reg;
   std::uint8_t func;
   std::uint32_t start;
   Bytes values;

@@ -15,7 +15,7 @@ class TTestLetter : public TTestClient {
  public:
   TTestLetter() { letter->SetClient(client.get()); }
 
-  TMBReg& Add(const TRegSpec& spec) { return AddReg(letter->Regs(), spec); }
+  TMBReg& Add(const TRegTraits& traits) { return AddReg(letter->Regs(), traits); }
   TMBRegs& Regs() { return letter->Regs(); }
 
   /// Notes all events of the letter.

@@ -13,7 +13,7 @@
 namespace OrvixModBus {
 
 /// What a test says of a register: 16-bit holding registers unless told otherwise.
-struct TRegSpec {
+struct TRegTraits {
   std::string Name;
   std::uint32_t Adress = 0;
   int Count = 1;
@@ -24,19 +24,19 @@ struct TRegSpec {
 
 /// Gives reg that state. A write code that equals the read code is set while the read code is
 /// another one.
-inline void Describe(TMBReg& reg, const TRegSpec& spec) {
-  reg.SetDisplayName(spec.Name);
-  reg.SetRegAdress(spec.Adress);
-  reg.SetMBFuncRead(spec.Write == 0xFE ? 0xFD : 0xFE);
-  reg.SetMBFuncWrite(spec.Write);
-  reg.SetMBFuncRead(spec.Read);
-  reg.SetBytesInOneReg(static_cast<std::uint8_t>(spec.Width));
-  reg.SetRegsCount(static_cast<std::uint8_t>(spec.Count));
+inline void Describe(TMBReg& reg, const TRegTraits& traits) {
+  reg.SetDisplayName(traits.Name);
+  reg.SetRegAdress(traits.Adress);
+  reg.SetMBFuncRead(traits.Write == 0xFE ? 0xFD : 0xFE);
+  reg.SetMBFuncWrite(traits.Write);
+  reg.SetMBFuncRead(traits.Read);
+  reg.SetBytesInOneReg(static_cast<std::uint8_t>(traits.Width));
+  reg.SetRegsCount(static_cast<std::uint8_t>(traits.Count));
 }
 
-inline TMBReg& AddReg(TRegNameCollection& regs, const TRegSpec& spec) {
+inline TMBReg& AddReg(TRegNameCollection& regs, const TRegTraits& traits) {
   auto& reg = static_cast<TMBReg&>(*regs.Add());
-  Describe(reg, spec);
+  Describe(reg, traits);
   return reg;
 }
 
