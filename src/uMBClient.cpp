@@ -238,9 +238,9 @@ void TMBClient::QueueWrite(std::uint8_t func, std::uint32_t start, const Bytes& 
     case 0x06:
     case 0x6C:
       if (value.size() % 2 != 0) return;
-      for (std::uint32_t i = 0; 2 * std::size_t{i} < value.size(); ++i) {
-        const std::uint8_t data[] = {Byte(start + i, 1), Byte(start + i, 0), value[2 * i],
-                                     value[2 * i + 1]};
+      for (std::size_t at = 0; at < value.size(); at += 2) {
+        const std::uint32_t adress = start + static_cast<std::uint32_t>(at / 2);
+        const std::uint8_t data[] = {Byte(adress, 1), Byte(adress, 0), value[at], value[at + 1]};
         Queue(func, data, info);
       }
       return;

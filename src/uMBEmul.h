@@ -56,8 +56,8 @@ class TEmulClient : public TComponent {
   struct TEmulToRead {
     TRef<TMBReg> Reg;
     TRef<TObject> LetterOwner;
-    std::uint32_t Adress;
-    std::uint8_t MBFuncRead;
+    std::uint32_t Adress = 0;
+    std::uint8_t MBFuncRead = 0;
   };
   struct TEmulToWrite {
     std::unique_ptr<TMBReg> Reg;

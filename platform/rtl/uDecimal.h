@@ -9,7 +9,7 @@ namespace OrvixModBus {
 /// A finite number without its sign: 0.d1d2d3... times 10 to the power of the exponent. The first
 /// and the last digit kept are never 0; zero has no digits.
 struct TDecimal {
-  char digits[768];  ///< as characters; 767 is the most that a double has
+  char digits[768] = {};  ///< as characters; 767 is the most that a double has
   int count = 0;
   int exponent = 0;
 

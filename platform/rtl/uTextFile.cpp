@@ -32,7 +32,7 @@ std::string ReadWholeFile(const std::string& fileName) {
   std::ifstream file(fileName, std::ios::binary);
   if (!file) Refuse("Can't read", fileName, errno);
   std::string bytes;
-  std::array<char, 65536> block;
+  std::array<char, 65536> block{};
   do {
     file.read(block.data(), block.size());
     bytes.append(block.data(), static_cast<std::size_t>(file.gcount()));
