@@ -266,6 +266,11 @@ TEST(TCollection, UpdateWithoutChangeTellsNothing) {
   EXPECT_THAT(points.Log, IsEmpty());
   points.Add();
   EXPECT_THAT(points.Log, ElementsAre("all", "added 5"));
+  points.Log.clear();
+  points.BeginUpdate();
+  points.Point(0).SetX(7);
+  EXPECT_THAT(points.Log, IsEmpty()) << "gathered as ever";
+  points.EndUpdate();
 }
 
 TEST(TCollection, UpdateEndsWhenAnExceptionLeaves) {

@@ -155,6 +155,16 @@ TEST(TStringList, LooksANameUpWithoutRegardToCase) {
   }
 }
 
+TEST(TStringList, LineWithoutAnEqualsSignHasNotEvenTheEmptyName) {
+  for (const bool sorted : {false, true}) {
+    TStringList list;
+    list.SetSorted(sorted);
+    Fill(list, {"Pump"});
+    EXPECT_EQ(list.IndexOfName(""), -1);
+    EXPECT_EQ(list.IndexOfName("Pump"), -1);
+  }
+}
+
 TEST(TStringList, FirstOfEqualNamesCounts) {
   TStringList list;
   Fill(list, {"x", "A=1", "a=2"});
@@ -263,6 +273,18 @@ TEST(TStringList, BecomingSortedSortsEqualOnesInTheirOrder) {
   list.SetSorted(false);
   list.Add("0");
   EXPECT_EQ(list.Strings(5), "0");
+}
+
+TEST(TStringList, SortsManyEqualOnesInTheirOrder) {
+  std::vector<TObject> objects(200);
+  TStringList list;
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    list.AddObject(i % 2 == 0 ? "a" : "A", &objects[i]);
+  }
+  list.Sort();
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    ASSERT_EQ(list.Objects(static_cast<int>(i)), &objects[i]);
+  }
 }
 
 TEST(TStringList, DuplicatesInASortedList) {
