@@ -11,6 +11,9 @@ namespace OrvixModBus {
 namespace {
 
 constexpr std::size_t kMaxPagedWrite = 128;
+// Bytes of file records in one request's reply, and what each record adds to its data.
+constexpr int kMaxGroup = 251;
+constexpr int kRecordHead = 2;
 
 // The caller builds the data of these.
 bool IsSentAsGiven(std::uint8_t func) {
@@ -118,6 +121,7 @@ TMBClient::TMBClient(TComponent* owner)
       fEmulClient(new TEmulClient(this)) {
   fRTUClient->OnCustomTransactionComplete = {this, &TMBClient::CustomTransactionComplete};
   fRTUClient->OnServerIDReport = {this, &TMBClient::OnDevId};
+  fRTUClient->OnFileRecordRead = {this, &TMBClient::OnFileRead};
   fRTUClient->OnTransactionEnded = {this, &TMBClient::TransactionEnded};
   fEmulClient->OnRead = {this, &TMBClient::OnEmulRead};
   fEmulClient->OnWrite = {this, &TMBClient::OnEmulWrite};
@@ -221,13 +225,17 @@ void TMBClient::Write(std::uint8_t func, std::uint32_t start, const Bytes& value
   CheckThread();
   if (!fConnection || fConnection->ConnectionType() != TConnectionType::mbRtu) return;
   if (!BindToActiveLine()) return;
-  if ((func == 0x65 || func == 0x66) && value.size() > kMaxPagedWrite) {
-    throw Exception("Максимально допустимое кол-во байт для записи по $66, $65 функции = 128");
-  }
+  CheckWrite(func, value.size());
   TLetterOwnerInfo& info = NewInfo(letterOwner, start);
   QueueWrite(func, start, value, info);
   Release(info);
   DoOnWorkStart();
+}
+
+void TMBClient::CheckWrite(std::uint8_t func, std::size_t size) {
+  if ((func == 0x65 || func == 0x66) && size > kMaxPagedWrite) {
+    throw Exception("Максимально допустимое кол-во байт для записи по $66, $65 функции = 128");
+  }
 }
 
 void TMBClient::QueueWrite(std::uint8_t func, std::uint32_t start, const Bytes& value,
@@ -268,6 +276,49 @@ void TMBClient::InitCustomTransaction(std::uint8_t func, std::span<const std::ui
   TLetterOwnerInfo& info = NewInfo(letterOwner, 0);
   Queue(func, data, info);
   Release(info);
+}
+
+void TMBClient::ReadFileRecord(const TModbusFileRecordList& fileRecList, TObject* letterOwner) {
+  CheckThread();
+  if (!IsEmul()) {
+    if (!BindToActiveLine()) return;
+    fRTUClient->ReadFileRecord(fileRecList, letterOwner);
+  }
+  DoOnWorkStart();
+}
+
+void TMBClient::ReadFileByStructur(std::uint16_t fileId, std::uint16_t firstRecordIndex,
+                                   std::uint16_t needRecords,
+                                   std::span<TMBRegTypeStructure* const> structurInfoAr,
+                                   TObject* letterOwner) {
+  if (structurInfoAr.empty()) {
+    throw Exception("The list of structure fields is empty: the record length is not known");
+  }
+  const TMBRegTypeStructure& last = *structurInfoAr.back();
+  const int length = (last.Offset() + last.Size()) & 0xFF;
+  const int perGroup = kMaxGroup / (length + kRecordHead);
+  if (perGroup == 0) throw EDivByZero("Division by zero");
+  const TRef<TMBClient> self(this);
+  const TRef<TObject> owner(letterOwner);
+  TModbusFileRecordList list;
+  TFirstError error;
+  for (int group = firstRecordIndex; group <= needRecords / perGroup && self; ++group) {
+    list.Clear();
+    const int first = group * perGroup;
+    for (int record = first; record < std::min<int>(first + perGroup, needRecords); ++record) {
+      list.Add(fileId, static_cast<std::uint16_t>(record), (length + 1) / 2);
+    }
+    if (list.Count() > 0) error.Run([&] { ReadFileRecord(list, owner.Get()); });
+  }
+  error.Raise();
+}
+
+void TMBClient::ConfirmComandDX517() {
+  CheckThread();
+  if (!fConnection || fConnection->ConnectionType() != TConnectionType::mbRtu) return;
+  constexpr std::uint8_t kConfirmation[] = {0x02, 0xFD, 0xFF, 0x00};
+  fRTUClient->SetConnection(fConnection->RTU());
+  fRTUClient->InitCustomTransaction(0x67, kConfirmation, false, nullptr);
 }
 
 int TMBClient::CountPendingTransactions() const {
@@ -353,6 +404,23 @@ void TMBClient::OnDevId(TModbusClient& /*sender*/, const TTransactionInfo& info,
   const TServerReply kind = info.Reply;
   Answer(kind, 0x11, startAdres,
          [&] { DoOnRead(kind, 0x11, startAdres, values, letterOwner.Get()); });
+}
+
+void TMBClient::OnFileRead(TModbusClient& /*sender*/, const TTransactionInfo& info,
+                           TModbusFileRecordList& fileRecList) {
+  if (fDisableHandling) return;
+  const TServerReply kind = info.Reply;
+  const TRef<TObject> owner = info.UserData;
+  const TRef<TMBClient> self(this);
+  TFirstError error;
+  error.Run([&] {
+    if (kind != TServerReply::srNormalReply) ClearWaitQueueAllLetters();
+  });
+  error.Run([&] {
+    if (!self) return;
+    Answer(kind, 0x14, info.Retries, [&] { OnReadFile(*this, kind, fileRecList, owner.Get()); });
+  });
+  error.Raise();
 }
 
 void TMBClient::OnEmulRead(TMBReg& reg, TObject* letterOwner) {

@@ -109,6 +109,8 @@ class TMBClient : public TComponent {
   /// $65, $66 at most 128 bytes, else Exception, and nothing is sent. Other codes, and for the
   /// single writes other lengths, send nothing.
   void Write(std::uint8_t func, std::uint32_t start, const Bytes& value, TObject* letterOwner);
+  /// What Write refuses: throws its Exception for that many bytes.
+  static void CheckWrite(std::uint8_t func, std::size_t size);
   /// Requests any function with data as it is. EModLinkError without a serial line.
   void InitCustomTransaction(std::uint8_t func, std::span<const std::uint8_t> data,
                              TObject* letterOwner);
@@ -121,6 +123,23 @@ class TMBClient : public TComponent {
   /// letters forget what they wait for.
   void ClearWaitQueueAllLetters();
 
+  /// Requests file records ($14), which OnReadFile hands back. The list is copied. letterOwner
+  /// comes back. On an emulated connection only OnWorkStart is raised.
+  void ReadFileRecord(const TModbusFileRecordList& fileRecList, TObject* letterOwner);
+  /// Reads records 0 to needRecords - 1 of a file whose records are structures: the last field of
+  /// structurInfoAr (in order) tells their length L = (Offset + Size) modulo 256 bytes. Each
+  /// request reads a group of R = 251 div (L + 2) records of (L + 1) div 2 registers. On purpose:
+  /// firstRecordIndex counts groups, so the first record read is R * firstRecordIndex. Throws
+  /// Exception for an empty structurInfoAr, EDivByZero for records of 250 bytes and more, and
+  /// nothing is sent.
+  void ReadFileByStructur(std::uint16_t fileId, std::uint16_t firstRecordIndex,
+                          std::uint16_t needRecords,
+                          std::span<TMBRegTypeStructure* const> structurInfoAr,
+                          TObject* letterOwner);
+  /// Confirms ($67) to a device of the DX517 family; what it answers is ignored. EModLinkError
+  /// without a serial line.
+  void ConfirmComandDX517();
+
   /// Hands a read or a write to the emulated device, whatever the connection.
   void ReadEmul(TMBReg& reg, TObject* letterOwner);
   void WriteEmul(const TMBReg& reg, const Bytes& value, TObject* letterOwner);
@@ -129,6 +148,9 @@ class TMBClient : public TComponent {
   void CustomTransactionComplete(TModbusClient& sender, TModbusTransaction& transaction,
                                  std::uint8_t command);
   void OnDevId(TModbusClient& sender, const TTransactionInfo& info, int count, const Bytes& data);
+  /// After a bad reply, on purpose, all that is queued on the line is discarded first.
+  void OnFileRead(TModbusClient& sender, const TTransactionInfo& info,
+                  TModbusFileRecordList& fileRecList);
   void OnEmulRead(TMBReg& reg, TObject* letterOwner);
   void OnEmulWrite(TMBReg& reg, Bytes& data, TObject* letterOwner);
 

@@ -6,6 +6,7 @@
 #include "platform/model/uProperty.h"
 #include "platform/rtl/uException.h"
 #include "platform/rtl/uFirstError.h"
+#include "platform/rtl/uFormat.h"
 
 namespace OrvixModBus {
 namespace {
@@ -20,6 +21,7 @@ constexpr std::size_t kLastCheckedFunc = 0x66;
 bool IsBitFunc(std::uint8_t func) { return func == 0x01 || func == 0x02; }
 bool IsPagedRead(std::uint8_t func) { return func == 0x43 || func == 0x44; }
 bool IsPagedWrite(std::uint8_t func) { return func == 0x65 || func == 0x66; }
+bool IsSingleWrite(std::uint8_t func) { return func == 0x06 || func == 0x6C; }
 
 // Emulation leaves out $02, as this system does.
 bool IsReadEmulated(std::uint8_t func) {
@@ -74,6 +76,20 @@ void StoreReply(std::uint8_t func, std::uint32_t startReg, const Bytes& values,
   if (IsBitFunc(func)) return StoreBit(reg, values, distance, error);
   const std::uint64_t width = IsPagedRead(func) ? 1 : reg->BytesInOneReg();
   StoreValues(reg, values, distance * width, error);
+}
+
+Bytes DataOf(const TMBReg& reg) { return {reg.Data().begin(), reg.Data().end()}; }
+
+// What the client would refuse, or can't be cut into registers, is refused before anything of a
+// write is sent.
+void CheckWrite(const TMBClient& client, const TMBReg& reg, std::size_t size) {
+  const std::size_t need = 2u * reg.GetRegsCount();
+  if (client.IsEmul()) return;
+  if (IsSingleWrite(reg.MBFuncWrite()) && size < need) {
+    throw Exception(Format("Reg %s: writing %d registers takes %d bytes, not %d",
+                           {reg.Name(), reg.GetRegsCount(), need, size}));
+  }
+  if (client.Active()) TMBClient::CheckWrite(reg.MBFuncWrite(), size);
 }
 
 std::string& LogFileName() {
@@ -211,6 +227,109 @@ TMBGroupList TMBLetter::CreateOptimizedRegList(std::span<const std::string> name
   }
   SortMBRegs(list);
   return MBRegsOptimize(list, fMaxHole, func);
+}
+
+void TMBLetter::WriteReg(TMBReg* reg, std::uint8_t offset, Bytes data) {
+  CheckThread();
+  if (reg == nullptr || data.empty()) return;
+  if (!fClient) throw Exception("MBClient not assigned");
+  CheckWrite(*fClient, *reg, data.size());
+  TFirstError error;
+  SendWrite(*reg, offset, data, error);
+  error.Raise();
+}
+
+void TMBLetter::WriteRegByName(const std::string& name, std::uint8_t offset, Bytes data) {
+  WriteReg(fRegs.GetItemByName(name), offset, std::move(data));
+}
+
+// Handlers of the client may destroy reg, the letter and its client.
+void TMBLetter::SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& data,
+                          TFirstError& error) {
+  const std::uint8_t func = reg.MBFuncWrite();
+  if (fClient->IsEmul()) {
+    return Request(
+        func, [&](TMBClient& client) { client.WriteEmul(reg, data, this); }, error);
+  }
+  const auto write = [&](std::uint32_t adress, const Bytes& value) {
+    Request(
+        func, [&](TMBClient& client) { client.Write(func, adress, value, this); }, error);
+  };
+  const std::uint32_t adress = reg.Adress() + offset;
+  if (!IsSingleWrite(func)) return write(adress, data);
+  const TRef<TMBLetter> self(this);
+  const std::uint32_t count = reg.GetRegsCount();
+  for (std::uint32_t k = 0; k < count && self && fClient; ++k) {
+    write(adress + k, {data[2 * k], data[2 * k + 1]});
+  }
+}
+
+void TMBLetter::WriteRegs(TMBRegList list) {
+  CheckThread();
+  std::erase_if(list, [](const TMBReg* reg) { return reg == nullptr || reg->Data().empty(); });
+  if (list.empty()) return;
+  if (!fClient) throw Exception("MBClient not assigned");
+  for (const TMBReg* reg : list) CheckWrite(*fClient, *reg, reg->Data().size());
+  const TRef<TMBLetter> self(this);
+  const std::vector<TRef<TMBReg>> regs(list.begin(), list.end());
+  TFirstError error;
+  for (const TRef<TMBReg>& reg : regs) {
+    if (!self || !fClient) break;
+    if (reg) SendWrite(*reg, 0, DataOf(*reg), error);
+  }
+  error.Raise();
+}
+
+void TMBLetter::WriteRegsF10(std::span<const std::string> names) {
+  if (names.empty()) return;
+  TMBRegList list;
+  for (const std::string& name : names) {
+    list.push_back(fRegs.GetItemByName(name));
+    if (list.back() == nullptr) throw Exception("Regs with name " + name + " not in regs list");
+  }
+  if (!ChekSameMBFuncRead(list)) throw Exception("Not all regs have write function $10");
+  SortMBRegs(list);
+  Bytes data;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    // On purpose: only the address before is cut to 16 bits.
+    if (i > 0 && list[i]->Adress() - (list[i - 1]->Adress() & 0xFFFF) != 1) {
+      throw Exception("Max hole between regs must be 0");
+    }
+    const auto bytes = list[i]->Data();
+    if (bytes.size() < 2) {
+      throw Exception("Reg " + list[i]->Name() + " has fewer than the 2 bytes that are written");
+    }
+    data.insert(data.end(), bytes.begin(), bytes.begin() + 2);
+  }
+  TMBReg group(nullptr);
+  group.Assign(*list.front());
+  WriteReg(&group, 0, std::move(data));
+}
+
+void TMBLetter::WriteAllF66F65(const TMBRegList& list) { WriteBlocks(list, {}); }
+
+void TMBLetter::WriteAllRegs() {
+  TMBRegList others = fRegs.RegList();
+  std::erase_if(others, [](const TMBReg* reg) { return IsPagedWrite(reg->MBFuncWrite()); });
+  WriteBlocks(fRegs.RegList(), others);
+}
+
+// The blocks of list, then the others.
+void TMBLetter::WriteBlocks(const TMBRegList& list, const TMBRegList& others) {
+  CheckThread();
+  if (list.empty()) return;
+  if (!fClient) throw Exception("MBClient not assigned");
+  TMBGroupList groups;
+  TMBRegList all;
+  if (fClient->IsEmul()) {
+    all = list;
+  } else {
+    groups = RegsToWriteF66F65Optimize(list, 0x66);
+    std::ranges::move(RegsToWriteF66F65Optimize(list, 0x65), std::back_inserter(groups));
+  }
+  for (const auto& group : groups) all.push_back(group.get());
+  all.insert(all.end(), others.begin(), others.end());
+  WriteRegs(std::move(all));
 }
 
 void TMBLetter::OnRead(TMBClient& /*sender*/, TServerReply serverReply, std::uint8_t func,
@@ -353,6 +472,44 @@ void TMBLetter::Assign(const TPersistent& source) {
   SetClient(letter->Client());
   SetMaxHole(letter->MaxHole());
   SetRegs(letter->Regs());
+}
+
+bool TMBLetter::SameReg(const TMBReg& reg1, const TMBReg& reg2) {
+  return reg1.Name() == reg2.Name() && reg1.Adress() == reg2.Adress() &&
+         reg1.GetRegsCount() == reg2.GetRegsCount() && reg1.BytesInOneReg() == reg2.BytesInOneReg();
+}
+
+// Decoding runs handlers of the catalogue, which may destroy either letter.
+int TMBLetter::CopyRegValues(TObject* source, std::span<const std::string> names) {
+  auto* const letter = dynamic_cast<TMBLetter*>(source);
+  if (letter == nullptr) return -1;
+  const TRef<TMBLetter> from(letter), self(this);
+  int count = 0;
+  for (const std::string& name : names) {
+    if (!from || !self) break;
+    const TMBReg* const other = letter->fRegs.GetItemByName(name);
+    TMBReg* const reg = fRegs.GetItemByName(name);
+    if (other == nullptr || reg == nullptr || other->Adress() != reg->Adress() ||
+        other->CountInByte() != reg->CountInByte()) {
+      continue;
+    }
+    reg->SetRegData(DataOf(*other));
+    ++count;
+    reg->DataToValue();
+  }
+  return count;
+}
+
+void TMBLetter::RemoveNotFoundRegNames(TStrings& list) {
+  for (int i = list.Count() - 1; i >= 0; --i) {
+    if (fRegs.GetItemByName(list.Strings(i)) == nullptr) list.Delete(i);
+  }
+  TStringList names;  // sorted: quick to search
+  names.SetSorted(true);
+  names.Assign(list);
+  for (int i = fRegs.Count() - 1; i >= 0; --i) {
+    if (names.IndexOf(fRegs.GetItem(i)->Name()) < 0) fRegs.Delete(i);
+  }
 }
 
 const TClassInfo& TMBLetter::StaticClass() {

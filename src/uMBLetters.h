@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/model/uStringList.h"
 #include "platform/rtl/uFirstError.h"
 #include "uMBClient.h"
+#include "uMBLetters_Groups.h"
 #include "uMBReg.h"
 #include "uMBReg_Places.h"
 
@@ -18,9 +20,6 @@ namespace OrvixModBus {
 
 class TMBLetter;
 
-using TMBRegList = std::vector<TMBReg*>;
-/// Temporary registers that stand for a run of registers each.
-using TMBGroupList = std::vector<std::unique_ptr<TMBReg>>;
 using TMBRegProc = std::function<void(TMBReg&)>;
 
 /// The registers of a letter.
@@ -131,6 +130,36 @@ class TMBLetter : public TComponent {
   /// them reads with it.
   TMBGroupList CreateOptimizedRegList(std::span<const std::string> names, std::uint8_t func) const;
 
+  /// Requests that data be written where reg lies, offset addresses further on. By $06 and $6C
+  /// one request for each of reg's registers, two bytes each; else one request. Nothing for nil
+  /// or without data. Throws Exception "MBClient not assigned", for fewer bytes than the
+  /// registers need, and as TMBClient::Write does; then nothing is sent. So do the other forms.
+  void WriteReg(TMBReg* reg, std::uint8_t offset, Bytes data);
+  /// The register of that name, if there is one.
+  void WriteRegByName(const std::string& name, std::uint8_t offset, Bytes data);
+  /// Writes the first two data bytes of each named register by one request, with the address and
+  /// the write code of the first: the addresses must follow each other, and the read codes agree
+  /// (on purpose, not the write codes). Throws Exception, which says what is wrong.
+  void WriteRegsF10(std::span<const std::string> names);
+  /// Writes the data of the registers with $66, then $65, in merged blocks; on an emulated
+  /// connection, on purpose, that of all registers, one by one.
+  void WriteAllF66F65() { WriteAllF66F65(fRegs.RegList()); }
+  void WriteAllF66F65(const TMBRegList& list);
+  /// WriteAllF66F65, then the data of every other register in collection order.
+  void WriteAllRegs();
+  /// The data of each register as WriteReg does, in list order; all are checked before.
+  void WriteRegs(TMBRegList list);
+
+  /// Same name (case matters), address, count and bytes per register.
+  static bool SameReg(const TMBReg& reg1, const TMBReg& reg2);
+  /// Takes over the data of the named registers that are in both letters with the same address
+  /// and as many bytes, and decodes them; raises no events of the letter. Returns how many; -1
+  /// when source is no letter.
+  int CopyRegValues(TObject* source, std::span<const std::string> names);
+  /// Removes from list the lines that name no register, and from Regs the registers that no line
+  /// names.
+  void RemoveNotFoundRegNames(TStrings& list);
+
   /// Handlers of the client's lists; public because lists and tests call them.
   void OnRead(TMBClient& sender, TServerReply serverReply, std::uint8_t func,
               std::uint32_t startReg, const Bytes& values, TObject* letterOwner);
@@ -171,6 +200,8 @@ class TMBLetter : public TComponent {
   void Bind(TMBClient* value);
   void ReadEmulated(const TMBRegList& list, const TMBRegProc& proc);
   void ReadOptimizeRegs(const TMBGroupList& groups, const TMBRegProc& proc);
+  void SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& data, TFirstError& error);
+  void WriteBlocks(const TMBRegList& list, const TMBRegList& others);
   template <class TSend>
   void Request(std::uint8_t func, TSend send, TFirstError& error);
   void SpreadRead(std::uint8_t func, std::uint32_t startReg, const Bytes& values);
@@ -192,38 +223,10 @@ class TMBLetter : public TComponent {
   std::uint8_t fMaxHole = 0;
 };
 
-/// What a register's function code is compared with.
-enum class TFuncKind { fkRead = 0, fkWrite = 1 };
-
-/// Frees the registers, the last first.
-void ClearMBRegList(TMBGroupList& list);
 /// Records the name of a log file; logging counts as enabled while it is not empty. The library
 /// itself writes no log.
 void EnableLogging(const std::string& fileName);
 bool LoggingEnabled();
 const std::string& LoggingFileName();
-
-/// Orders registers by address.
-class TMBRegAdressComparer {
- public:
-  /// The least 32-bit integer, 0 or the greatest one.
-  std::int32_t Compare(const TMBReg& left, const TMBReg& right) const;
-};
-
-/// Sorts by address; registers of one address keep their order.
-void SortMBRegs(TMBRegList& list);
-/// The registers with that function code, in list order.
-TMBRegList ListByFunc(const TMBRegList& list, std::uint8_t func, TFuncKind kind);
-/// The grouping step: one register per request that reads the registers of function code func.
-/// list must be sorted by address. Throws Exception "More then 250 bytes in reg" for a single
-/// register longer than that.
-TMBGroupList MBRegsOptimize(const TMBRegList& list, std::uint8_t maxHole, std::uint8_t func);
-
-/// True when all registers agree. Throws Exception "Empty array" when there are none.
-bool ChekSameMBFuncRead(const TMBRegList& list);
-bool ChekSameMBFuncRead(const TMBRegs& regs);
-bool ChekSameMBFuncWrite(const TMBRegList& list);
-bool ChekSameRegType(const TMBRegList& list);
-bool ChekSameSize(const TMBRegList& list);
 
 }  // namespace OrvixModBus

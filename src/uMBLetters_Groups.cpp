@@ -99,6 +99,17 @@ class TGrouping {
   std::vector<std::size_t> fRuns;  // index of each run's first span
 };
 
+// Appends the data of reg to the group that ends where it begins, while a block has room.
+bool Join(TMBReg& group, const TMBReg& reg) {
+  constexpr int kTooLong = 128;
+  const std::uint64_t end = std::uint64_t{group.Adress()} + group.Data().size();
+  if (end != reg.Adress() || group.CountInByte() + reg.CountInByte() >= kTooLong) return false;
+  Bytes data(group.Data().begin(), group.Data().end());
+  data.insert(data.end(), reg.Data().begin(), reg.Data().end());
+  group.SetRegData(data);
+  return true;
+}
+
 template <class TCollectionOfRegs, class TProperty>
 bool AllSame(const TCollectionOfRegs& regs, TProperty (TMBReg::*property)() const) {
   if (regs.empty()) throw Exception("Empty array");
@@ -135,6 +146,18 @@ TMBGroupList MBRegsOptimize(const TMBRegList& list, std::uint8_t /*maxHole*/, st
     if (reg->MBFuncRead() == func) grouping.Take(*reg);
   }
   return grouping.Groups();
+}
+
+TMBGroupList RegsToWriteF66F65Optimize(const TMBRegList& list, std::uint8_t func) {
+  TMBRegList regs = ListByFunc(list, func, TFuncKind::fkWrite);
+  SortMBRegs(regs);
+  TMBGroupList groups;
+  for (const TMBReg* reg : regs) {
+    if (!groups.empty() && Join(*groups.back(), *reg)) continue;
+    groups.push_back(std::make_unique<TMBReg>(nullptr));
+    groups.back()->Assign(*reg);
+  }
+  return groups;
 }
 
 bool ChekSameMBFuncRead(const TMBRegList& list) { return AllSame(list, &TMBReg::MBFuncRead); }

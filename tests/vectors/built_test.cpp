@@ -19,21 +19,6 @@ const std::vector<Json>& AllVectors() {
 
 /// Operations that the library does not offer yet. Each goes from here as soon as it does.
 const std::set<std::string> kStillToCome = {
-    // letters: writing and comparing
-    "write_reg",
-    "write_name",
-    "write_all",
-    "f10",
-    "f6665",
-    "copy_values",
-    "same_reg",
-    "remove_not_found",
-    // files and the confirmation of a device family
-    "file_rec",
-    "file_struct",
-    "confirm",
-    // the driver
-    "driver_new",
     // register containers and sorters
     "dic_new",
     "cont_new",

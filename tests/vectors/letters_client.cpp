@@ -42,6 +42,43 @@ void WriteEmul(TScenario& scenario, TFields& step) {
                                   scenario.Owner(step["own"]));
 }
 
+template <class T>
+T Narrow(const Json& number) {
+  return TField(number, "number");
+}
+
+const Json& ElementsOf(const Json& list, std::size_t count) {
+  const Json& elements = TField(list, "list").Elements();
+  if (elements.size() != count) throw ENotUnderstood("a list of another length: " + Show(list));
+  return elements;
+}
+
+void ReadFile(TScenario& scenario, TFields& step) {
+  TModbusFileRecordList records;
+  for (const Json& record : step["recs"].Elements()) {
+    const Json& parts = ElementsOf(record, 3);
+    records.Add(Narrow<std::uint16_t>(parts[0]), Narrow<std::uint16_t>(parts[1]),
+                Narrow<int>(parts[2]));
+  }
+  scenario.Client(step).ReadFileRecord(records, scenario.Owner(step["own"]));
+}
+
+void ReadStructur(TScenario& scenario, TFields& step) {
+  std::vector<std::unique_ptr<TMBRegTypeStructure>> fields;
+  std::vector<TMBRegTypeStructure*> list;
+  for (const Json& item : step["items"].Elements()) {
+    const Json& parts = ElementsOf(item, 2);
+    fields.push_back(std::make_unique<TMBRegTypeStructure>(nullptr));
+    fields.back()->SetOffset(Narrow<std::int16_t>(parts[0]));
+    fields.back()->SetSize(Narrow<std::uint16_t>(parts[1]));
+    list.push_back(fields.back().get());
+  }
+  scenario.Client(step).ReadFileByStructur(step["file"], step["first"], step["need"], list,
+                                           scenario.Owner(step["own"]));
+}
+
+void Confirm(TScenario& scenario, TFields& step) { scenario.Client(step).ConfirmComandDX517(); }
+
 void ClearAll(TScenario& scenario, TFields& step) {
   scenario.Client(step).ClearWaitQueueAllLetters();
 }
@@ -185,6 +222,9 @@ const TStepOperations& ClientSteps() {
       {"custom", Custom},
       {"read_emul", ReadEmul},
       {"write_emul", WriteEmul},
+      {"file_rec", ReadFile},
+      {"file_struct", ReadStructur},
+      {"confirm", Confirm},
       {"clear_all", ClearAll},
       {"pending", Pending},
       {"lists", Lists},

@@ -11,8 +11,9 @@ namespace OrvixModBus::Vectors {
 namespace {
 
 const TStepOperation* FindStepOperation(const std::string& name) {
-  for (const TStepOperations* table : {&ClientSteps(), &PropertySteps(), &RegisterSteps(),
-                                       &SetSteps(), &LetterSteps(), &EmulatorSteps()}) {
+  for (const TStepOperations* table :
+       {&ClientSteps(), &PropertySteps(), &RegisterSteps(), &SetSteps(), &LetterSteps(),
+        &WritingSteps(), &DriverSteps(), &EmulatorSteps()}) {
     if (const auto found = table->find(name); found != table->end()) return &found->second;
   }
   return nullptr;
@@ -42,6 +43,7 @@ TScenario::TScenario(const Json& setup) : fLoopBefore(TLoop::SetCurrent(&fLoop))
 // The last component first: letters leave their clients, clients their lines.
 TScenario::~TScenario() {
   fRecording = false;
+  Drivers.clear();
   while (!fComponents.empty()) fComponents.pop_back();
   fRegs.clear();
   TLoop::SetCurrent(fLoopBefore);

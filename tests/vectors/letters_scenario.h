@@ -15,6 +15,7 @@
 #include "platform/modbus/uRecordedQueue.h"
 #include "uMBClient.h"
 #include "uMBLetters.h"
+#include "uMBReadWrite.h"
 
 namespace OrvixModBus::Vectors {
 
@@ -29,6 +30,8 @@ const TStepOperations& PropertySteps();
 const TStepOperations& RegisterSteps();
 const TStepOperations& SetSteps();
 const TStepOperations& LetterSteps();
+const TStepOperations& WritingSteps();
+const TStepOperations& DriverSteps();
 const TStepOperations& EmulatorSteps();
 
 /// A scenario while it is played. Every request, event and result is recorded as an effect of the
@@ -56,6 +59,11 @@ class TScenario {
   void Event(const std::string& id, const std::string& event, const TArgs&... args) {
     Effect("ev", id, event, args...);
     React(id, event);
+  }
+  /// The effect "cb"; then plays what the set-up wants played at it.
+  void Callback(const std::string& id, const std::string& name) {
+    Effect("cb", id, name);
+    React(id, name);
   }
   /// The step's result.
   void Return(const Json& value) { Effect("ret", value); }
@@ -94,6 +102,9 @@ class TScenario {
   TMBClient& Client(TFields& step) { return Get<TMBClient>(step.Get<std::string>("c", "C1")); }
   TMBLetter& Letter(TFields& step) { return Get<TMBLetter>(step.Get<std::string>("l", "L1")); }
   std::string LetterName(TFields& step) { return step.Get<std::string>("l", "L1"); }
+
+  /// The drivers by their ids; they are no components.
+  std::map<std::string, std::unique_ptr<TMBLetterReadWriter>> Drivers;
 
   // Registers.
 

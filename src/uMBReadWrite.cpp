@@ -1,0 +1,71 @@
+#include "uMBReadWrite.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace OrvixModBus {
+
+TMBLetterReadWriter::TMBLetterReadWriter(const TMBLetter& letter)
+    : fSender(std::make_unique<TMBLetter>()) {
+  fSender->Assign(letter);
+  fSender->OnReadAllRegs = {this, &TMBLetterReadWriter::OnAllRegs};
+  fSender->OnWriteAllRegs = {this, &TMBLetterReadWriter::OnAllRegs};
+}
+
+void TMBLetterReadWriter::AssignProcs(const TAfterEvent& afterEvent, const TAfterProc& afterProc) {
+  fAfterEvent = afterEvent;
+  fAfterProc = afterProc;
+}
+
+void TMBLetterReadWriter::AssignRegs(std::span<const std::string> names) {
+  fRegs.clear();
+  for (const std::string& name : names) {
+    if (TMBReg* reg = fSender->Regs().GetItemByName(name)) fRegs.emplace_back(reg);
+  }
+}
+
+void TMBLetterReadWriter::AssignRegs(std::span<TMBReg* const> regs) {
+  fRegs.assign(regs.begin(), regs.end());
+}
+
+TMBRegList TMBLetterReadWriter::Regs() const {
+  TMBRegList list;
+  for (const TRef<TMBReg>& reg : fRegs) {
+    if (reg) list.push_back(reg.Get());
+  }
+  return list;
+}
+
+void TMBLetterReadWriter::ReadArray() { fSender->ReadRegsByArray(Regs()); }
+
+void TMBLetterReadWriter::ReadRegsByArray(const TAfterEvent& afterEvent,
+                                          const TAfterProc& afterProc) {
+  AssignProcs(afterEvent, afterProc);
+  ReadArray();
+}
+
+void TMBLetterReadWriter::WriteArray() {
+  TMBRegList list = Regs();
+  std::erase_if(list, [](const TMBReg* reg) {
+    return reg->MBFuncWrite() == 0x66 || reg->MBFuncWrite() == 0x65;
+  });
+  fSender->WriteRegs(std::move(list));
+}
+
+double TMBLetterReadWriter::GetFloatValue(const std::string& name, double byDefault) const {
+  const TMBReg* reg = fSender->Regs().GetItemByName(name);
+  return reg != nullptr ? reg->ValueRe() : byDefault;
+}
+
+void TMBLetterReadWriter::OnAllRegs(TMBLetter& /*sender*/) { ExecuteProc(); }
+
+// By copies: the callback may assign others, or destroy this object.
+void TMBLetterReadWriter::ExecuteProc() {
+  if (const TAfterEvent event = fAfterEvent) {
+    event(*fSender);
+  } else if (const TAfterProc proc = fAfterProc) {
+    proc();
+  }
+}
+
+}  // namespace OrvixModBus
