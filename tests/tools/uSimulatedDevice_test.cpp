@@ -18,12 +18,14 @@ TEST(TSimulatedDevice, SizeOfARequestIsToldByItsBeginning) {
   EXPECT_EQ(SizeOf("11"), 1U);
   EXPECT_EQ(SizeOf("0F 00 00 00 0A 02"), 8U);
   EXPECT_EQ(SizeOf("10 00 00 00 02 04"), 10U);
+  EXPECT_EQ(SizeOf("14 0E"), 16U);
   EXPECT_EQ(SizeOf("65 00 00 00 80"), 133U);
   EXPECT_EQ(SizeOf("66 00 00 00 FF"), 260U);
 }
 
 TEST(TSimulatedDevice, SizeIsMoreThanABeginningThatDoesNotTellIt) {
   EXPECT_EQ(SizeOf("10 00 00 00 02"), 6U);
+  EXPECT_EQ(SizeOf("14"), 2U);
   EXPECT_EQ(SizeOf("66 00 00 00"), 5U);
 }
 
@@ -84,6 +86,79 @@ TEST(TSimulatedDevice, ReportedIdentityIsCutToTheLongestReply) {
   const Bytes reply = device.Answer(FromHex("11"), 0);
   EXPECT_EQ(reply.size(), 253U);
   EXPECT_EQ(ToHex(std::span(reply).first(5)), "11 FB 01 00 78");
+}
+
+struct TFileExchange {
+  const char* Name;
+  const char* Request;
+  const char* Reply;
+};
+
+TEST(TSimulatedDevice, ReadsFileRecords) {
+  TSimulatedDevice device;
+  device.Files[4].Records[1] = {0x0D, 0xFE, 0x00, 0x20};
+  device.Files[3].Records[9] = {0x33, 0xCD, 0x00, 0x40};
+  device.Files[0xFFFF].Records[0x270F] = {0xAB, 0xCD};
+  device.Files[7];
+  const TFileExchange exchanges[] = {
+      {"OneRecord", "14 07 06 00 04 00 01 00 02", "14 06 05 06 0D FE 00 20"},
+      {"TwoFiles", "14 0E 06 00 04 00 01 00 02 06 00 03 00 09 00 02",
+       "14 0C 05 06 0D FE 00 20 05 06 33 CD 00 40"},
+      {"BeginOfARecord", "14 07 06 00 04 00 01 00 01", "14 04 03 06 0D FE"},
+      {"NothingOfARecord", "14 07 06 00 04 00 01 00 00", "14 02 01 06"},
+      {"GreatNumbers", "14 07 06 FF FF 27 0F 00 01", "14 04 03 06 AB CD"},
+      {"FileThatIsNotThere", "14 07 06 00 05 00 01 00 02", "94 02"},
+      {"RecordThatIsNotThere", "14 07 06 00 04 00 02 00 02", "94 02"},
+      {"FileWithoutRecords", "14 07 06 00 07 00 01 00 01", "94 02"},
+      {"RecordShorterThanAsked", "14 07 06 00 04 00 01 00 03", "94 02"},
+      {"MostRegisters", "14 07 06 00 04 00 01 FF FF", "94 02"},
+      {"SecondRecordThatIsNotThere", "14 0E 06 00 04 00 01 00 02 06 00 03 00 01 00 02", "94 02"},
+      {"AnotherReferenceType", "14 07 07 00 04 00 01 00 02", "94 02"},
+      {"NoGroup", "14 00", "94 03"},
+      {"PartOfAGroup", "14 06 06 00 04 00 01 00", "94 03"},
+      {"MoreThanAGroup", "14 08 06 00 04 00 01 00 02 06", "94 03"},
+      {"FewerBytesThanCounted", "14 0E 06 00 04 00 01 00 02", "94 03"},
+      {"MoreBytesThanCounted", "14 07 06 00 04 00 01 00 02 06 00 03 00 09 00 02", "94 03"},
+  };
+  for (const TFileExchange& exchange : exchanges) {
+    SCOPED_TRACE(exchange.Name);
+    EXPECT_EQ(ToHex(device.Answer(FromHex(exchange.Request), 0)), exchange.Reply);
+  }
+}
+
+// A request for so many groups, all the same.
+Bytes FileRequest(std::string_view group, std::size_t groups) {
+  Bytes request{0x14, static_cast<std::uint8_t>(7 * groups)};
+  const Bytes bytes = FromHex(group);
+  for (std::size_t i = 0; i < groups; ++i) {
+    request.insert(request.end(), bytes.begin(), bytes.end());
+  }
+  return request;
+}
+
+TEST(TSimulatedDevice, FileRecordsFillTheLongestReply) {
+  TSimulatedDevice device;
+  device.Files[1].Records[0] = Bytes(300, 0xEE);
+  const Bytes whole = device.Answer(FileRequest("06 00 01 00 00 00 7C", 1), 0);  // 124 registers
+  EXPECT_EQ(whole.size(), 252U);
+  EXPECT_EQ(ToHex(std::span(whole).first(5)), "14 FA F9 06 EE");
+  const Bytes shared = device.Answer(FileRequest("06 00 01 00 00 00 18", 5), 0);  // 5 * 24
+  EXPECT_EQ(shared.size(), 252U);
+  EXPECT_EQ(ToHex(std::span(shared).first(5)), "14 FA 31 06 EE");
+  const Bytes most = device.Answer(FileRequest("06 00 01 00 00 00 02", 35), 0);
+  EXPECT_EQ(most.size(), 212U);
+}
+
+TEST(TSimulatedDevice, FileRecordsPastTheLongestReplyAreRefused) {
+  TSimulatedDevice device;
+  device.Files[1].Records[0] = Bytes(300, 0xEE);
+  const auto answer = [&device](std::string_view group, std::size_t groups) {
+    return ToHex(device.Answer(FileRequest(group, groups), 0));
+  };
+  EXPECT_EQ(answer("06 00 01 00 00 00 7D", 1), "94 03");
+  EXPECT_EQ(answer("06 00 01 00 00 00 19", 5), "94 03");
+  EXPECT_EQ(answer("06 00 01 00 00 00 03", 35), "94 03");
+  EXPECT_EQ(answer("06 00 01 00 00 00 01", 36), "94 03");  // more groups than a request takes
 }
 
 }  // namespace

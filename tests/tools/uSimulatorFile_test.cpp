@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 
 #include "platform/rtl/uException.h"
 #include "platform/rtl/uTextFile.h"
@@ -63,6 +64,17 @@ TEST(SimulatorFile, ReadsTheIdentity) {
   EXPECT_EQ(identity->ServerId, (Bytes{0x0A, 0x0B}));
   EXPECT_EQ(identity->Text, "Насос");
   EXPECT_FALSE(identity->Running);
+}
+
+TEST(SimulatorFile, ReadsTheFiles) {
+  TSimulator simulator = ReadServer(R"("files": {
+    "5": {"0": "00 01 fF 03", "$10": "", "65535": "AABB"}, "0xFFFF": {}})");
+  const auto& files = simulator.Device(5).Files;
+  ASSERT_EQ(files.size(), 2U);
+  const std::map<std::uint16_t, Bytes> records = {
+      {0, {0x00, 0x01, 0xFF, 0x03}}, {0x10, {}}, {65535, {0xAA, 0xBB}}};
+  EXPECT_EQ(files.at(5).Records, records);
+  EXPECT_TRUE(files.at(0xFFFF).Records.empty());
 }
 
 TEST(SimulatorFile, ReadsTheFaults) {
@@ -152,6 +164,13 @@ TEST(SimulatorFile, NamesThePlaceOfAServersMistake) {
       {R"("paged": {"0": "123"})", "/paged/0 must be pairs of hexadecimal digits"},
       {R"("paged": {"0": "1-"})", "/paged/0 must be pairs of hexadecimal digits"},
       {R"("paged": {"0xFFFFFF": "1122"})", "/paged/0xFFFFFF runs past address 16777215"},
+      {R"("files": [])", "/files must be an object"},
+      {R"("files": {"5": "00 01"})", "/files/5 must be an object"},
+      {R"("files": {"65536": {}})", "/files/65536 must have a key of 0 to 65535"},
+      {R"("files": {"5": {"one": "00 01"}})", "/files/5/one must have a key of 0 to 65535"},
+      {R"("files": {"5": {"0": [1]}})", "/files/5/0 must be a text"},
+      {R"("files": {"5": {"0": "001"}})", "/files/5/0 must be pairs of hexadecimal digits"},
+      {R"("files": {"5": {"0": "00 01 02"}})", "/files/5/0 must be whole registers of two bytes"},
       {R"("identity": {"name": "x"})", "/identity can't have \"name\""},
       {R"("identity": {"text": 1})", "/identity/text must be a text"},
       {R"("identity": {"running": 1})", "/identity/running must be true or false"},
@@ -209,6 +228,7 @@ TEST(SimulatorFile, ExampleInTheHelpCanBeRead) {
   const auto end = kSimulatorFileForm.find("Only");
   TSimulator simulator = Read(kSimulatorFileForm.substr(begin, end - begin));
   EXPECT_EQ(simulator.Device(1).Holding.Get(102), 3U);
+  EXPECT_EQ(simulator.Device(1).Files.at(5).Records.at(0), (Bytes{0, 1, 2, 3}));
   EXPECT_EQ(simulator.Device(1).Identity->Text, "Pump");
   EXPECT_EQ(simulator.Faults.size(), 3U);
 }

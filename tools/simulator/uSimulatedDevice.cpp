@@ -8,6 +8,7 @@ namespace OrvixModBus {
 namespace {
 
 constexpr std::uint8_t kExceptionFlag = 0x80;
+constexpr std::size_t kLongestReply = 253;
 
 // A request with its size checked: positions count from 0 = function code.
 struct TRequest {
@@ -123,7 +124,40 @@ Bytes ReportServerId(const TRequest& request) {
   reply.insert(reply.end(), identity->ServerId.begin(), identity->ServerId.end());
   reply.push_back(identity->Running ? 0xFF : 0x00);
   reply.insert(reply.end(), identity->Text.begin(), identity->Text.end());
-  reply.resize(std::min<std::size_t>(reply.size(), 253));  // the largest reply there is
+  reply.resize(std::min<std::size_t>(reply.size(), kLongestReply));
+  reply[1] = static_cast<std::uint8_t>(reply.size() - 2);
+  return reply;
+}
+
+// The record that a group of $14 names; nil when there is none.
+const Bytes* FindRecord(const TRequest& request, std::size_t group) {
+  const auto number = [&](std::size_t at) {
+    return static_cast<std::uint16_t>(request.Word(group + at));
+  };
+  const auto file = request.Device.Files.find(number(1));
+  if (file == request.Device.Files.end()) return nullptr;
+  const auto record = file->second.Records.find(number(3));
+  return record != file->second.Records.end() ? &record->second : nullptr;
+}
+
+// $14 | code | bytes | groups: 06 | file hi lo | record hi lo | registers hi lo |
+//   ->  | code | bytes | groups: bytes that follow | 06 | registers |
+Bytes ReadFileRecords(const TRequest& request) {
+  constexpr std::uint8_t kReferenceType = 6;
+  constexpr std::size_t kGroupSize = 7;
+  const std::size_t bytes = request.Data[1];
+  if (bytes == 0 || bytes > 0xF5 || bytes % kGroupSize != 0) return request.Refuse(kIllegalValue);
+  Bytes reply{request.Data[0], 0};
+  for (std::size_t group = 2; group < request.Data.size(); group += kGroupSize) {
+    const Bytes* record = FindRecord(request, group);
+    const std::size_t size = 2 * std::size_t{request.Word(group + 5)};
+    if (request.Data[group] != kReferenceType || record == nullptr || record->size() < size) {
+      return request.Refuse(kIllegalAddress);
+    }
+    if (reply.size() + 2 + size > kLongestReply) return request.Refuse(kIllegalValue);
+    reply.insert(reply.end(), {static_cast<std::uint8_t>(1 + size), kReferenceType});
+    reply.insert(reply.end(), record->begin(), record->begin() + std::ptrdiff_t(size));
+  }
   reply[1] = static_cast<std::uint8_t>(reply.size() - 2);
   return reply;
 }
@@ -175,7 +209,7 @@ Bytes Confirm(const TRequest& request) {
   return request.Echo(5);
 }
 
-constexpr std::array<TFunction, 16> kFunctions{{
+constexpr std::array<TFunction, 17> kFunctions{{
     {0x01, 5, false, ReadBits, &TSimulatedDevice::Coils},
     {0x02, 5, false, ReadBits, &TSimulatedDevice::Discrete},
     {0x03, 5, false, ReadRegisters, &TSimulatedDevice::Holding},
@@ -185,6 +219,7 @@ constexpr std::array<TFunction, 16> kFunctions{{
     {0x0F, 6, true, WriteBits, &TSimulatedDevice::Coils},
     {0x10, 6, true, WriteRegisters, &TSimulatedDevice::Holding},
     {0x11, 1, false, ReportServerId, nullptr},
+    {0x14, 2, true, ReadFileRecords, nullptr},
     {0x21, 5, false, ReadExtended, &TSimulatedDevice::Extended},
     {0x43, 5, false, ReadPaged, &TSimulatedDevice::Paged},
     {0x44, 5, false, ReadPaged, &TSimulatedDevice::Paged},

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -24,9 +25,15 @@ struct TSimulatedIdentity {
   bool Running = true;
 };
 
-/// A device that knows functions $01 to $06, $0F, $10, $11, and a device family's own $21, $43,
-/// $44, $65, $66, $67, $6C. A function's cells that do not exist are answered by exception 2, and
-/// so is a write to computed ones; a count or a value that the function does not take by 3.
+/// What function $14 reads. On purpose, a record's number counts records, not registers: each
+/// record has bytes of its own, and no read runs from one into the next.
+struct TSimulatedFile {
+  std::map<std::uint16_t, Bytes> Records;  ///< by record number; registers, so an even size
+};
+
+/// A device that knows functions $01 to $06, $0F, $10, $11, $14, and a device family's own $21,
+/// $43, $44, $65, $66, $67, $6C. A function's cells that do not exist are answered by exception 2,
+/// and so is a write to computed ones; a count or a value that the function does not take by 3.
 class TSimulatedDevice {
  public:
   TSimulatedTable Coils;     ///< bits, $01 $05 $0F
@@ -35,7 +42,8 @@ class TSimulatedDevice {
   TSimulatedTable Input;     ///< 16 bits, $04
   TSimulatedTable Extended;  ///< 32 bits, $21
   TSimulatedTable Paged;     ///< bytes by 24-bit address, $43 $44 $65 $66; a run ends in its page
-  std::optional<TSimulatedIdentity> Identity;  ///< without one, $11 is an illegal function
+  std::map<std::uint16_t, TSimulatedFile> Files;  ///< by file number, $14
+  std::optional<TSimulatedIdentity> Identity;     ///< without one, $11 is an illegal function
 
   /// The whole size of a request, from its function code to the last data byte. While request is
   /// too short to tell, more than it has; 0 when the function is not known. Not for an empty one.

@@ -192,13 +192,18 @@ std::vector<std::uint32_t> ReadValues(const TNode& node, const TTableForm& form)
   return values;
 }
 
+// The number that a member's key is.
+std::uint32_t ReadKey(const std::string& key, const TNode& node, std::uint32_t greatest) {
+  std::int32_t number = 0;
+  if (!TryStrToInt(key, number) || number < 0 || std::cmp_greater(number, greatest)) {
+    node.Fail(Format("must have a key of 0 to %u", {greatest}));
+  }
+  return static_cast<std::uint32_t>(number);
+}
+
 void ReadRange(const std::string& key, const TNode& node, const TTableForm& form,
                TSimulatedTable& table) {
-  std::int32_t first = 0;
-  if (!TryStrToInt(key, first) || first < 0 || std::cmp_greater(first, form.GreatestAddress)) {
-    node.Fail(Format("must have a key of 0 to %u", {form.GreatestAddress}));
-  }
-  const auto start = static_cast<std::uint32_t>(first);
+  const std::uint32_t start = ReadKey(key, node, form.GreatestAddress);
   const std::uint32_t room = form.GreatestAddress - start + 1;
   if (node.IsObject()) {
     const auto count = static_cast<std::uint32_t>(node.Get("count").Integer(1, room));
@@ -207,6 +212,24 @@ void ReadRange(const std::string& key, const TNode& node, const TTableForm& form
     const auto values = ReadValues(node, form);
     if (values.size() > room) node.Fail(Format("runs past address %u", {form.GreatestAddress}));
     table.Set(start, values);
+  }
+}
+
+TSimulatedFile ReadRecords(const TNode& node) {
+  TSimulatedFile file;
+  for (const auto& [key, record] : node.Members()) {
+    const auto number = static_cast<std::uint16_t>(ReadKey(key, record, kWordMax));
+    Bytes bytes = record.HexText();
+    if (bytes.size() % 2 != 0) record.Fail("must be whole registers of two bytes");
+    file.Records[number] = std::move(bytes);
+  }
+  return file;
+}
+
+void ReadFiles(const TNode& node, TSimulatedDevice& device) {
+  for (const auto& [key, file] : node.Members()) {
+    const auto number = static_cast<std::uint16_t>(ReadKey(key, file, kWordMax));
+    device.Files[number] = ReadRecords(file);
   }
 }
 
@@ -220,7 +243,7 @@ TSimulatedIdentity ReadIdentity(const TNode& node) {
 }
 
 void ReadServer(const TNode& node, TSimulatedDevice& device) {
-  TKeys keys{"address", "identity"};
+  TKeys keys{"address", "files", "identity"};
   for (const TTableForm& form : kTables) {
     keys.push_back(form.Key);
     const auto table = node.Find(form.Key);
@@ -230,6 +253,7 @@ void ReadServer(const TNode& node, TSimulatedDevice& device) {
     }
   }
   node.AllowKeys(keys);
+  if (const auto files = node.Find("files")) ReadFiles(*files, device);
   if (const auto identity = node.Find("identity")) device.Identity = ReadIdentity(*identity);
 }
 

@@ -19,6 +19,7 @@ inline constexpr std::string_view kSimulatorFileForm = R"(The file is JSON; it m
     "input":    {"0x20": [65535]},            // 0 to 65535; $04
     "extended": {"1": [4294967295]},          // four bytes each; $21
     "paged":    {"0x10000": "00 11 22 FF"},   // bytes as hexadecimal text; $43 $44 $65 $66
+    "files":    {"5": {"0": "00 01 02 03"}},  // by file and record, bytes of registers; $14
     "identity": {"id": "0A 0B", "text": "Pump", "running": true}  // $11
   }],
   "faults": [
@@ -28,7 +29,8 @@ inline constexpr std::string_view kSimulatorFileForm = R"(The file is JSON; it m
   ]
 }
 Only "servers", an "address" and a "fault" must be there. A table's keys are first addresses,
-decimal or hexadecimal ("0x10", "$10"); addresses that are not named answer exception 2.
+those of "files" are file and record numbers, decimal or hexadecimal ("0x10", "$10"). Addresses,
+files and records that are not named answer exception 2.
 In place of its values a range may have a formula; periods are in seconds:
   {"count": 10, "formula": "constant", "value": 7}
   {"count": 10, "formula": "ramp", "from": 0, "step": 1}    along the addresses
