@@ -198,6 +198,63 @@ TEST_F(ASimulator, CountsWholeRequestsForItsDevices) {
   EXPECT_EQ(fSimulator.RequestCount(), 3U);
 }
 
+struct TJournalCase {
+  const char* Name;
+  const char* Frame;
+  std::vector<TFaultRule> Faults;
+  const char* Entry;  // address: request -> reply; empty: none
+};
+
+std::string TextOf(const std::vector<TJournalEntry>& journal) {
+  std::string text;
+  for (const TJournalEntry& entry : journal) {
+    text += ToHex(Bytes{entry.Address}) + ": " + ToHex(entry.Request) + " -> " +
+            ToHex(entry.Reply) + "\n";
+  }
+  return text;
+}
+
+TEST_F(ASimulator, KeepsAJournalOfWhatWasForItsDevices) {
+  const TJournalCase cases[] = {
+      {"Read", kQuestion, {}, "11: 03 00 6B 00 01 -> 03 02 02 2B\n"},
+      {"Write", "11 06 00 6B 12 34 F7 F1", {}, "11: 06 00 6B 12 34 -> 06 00 6B 12 34\n"},
+      {"Refused", "11 2B 0E 01 00 B1 B4", {}, "11: 2B 0E 01 00 -> AB 01\n"},
+      {"FunctionCodeAlone", "12 11 CD 1C", {}, "12: 11 -> 91 01\n"},
+      {"Broadcast", kBroadcast, {}, "00: 06 00 6B 00 01 -> \n"},
+      {"Silence", kQuestion, {{.Fault = EFault::Silence}}, "11: 03 00 6B 00 01 -> \n"},
+      {"Exception", kQuestion, {{.Fault = EFault::Exception}}, "11: 03 00 6B 00 01 -> 83 04\n"},
+      {"ReplyOfWrongCheckSum",
+       kQuestion,
+       {{.Fault = EFault::WrongCheckSum}},
+       "11: 03 00 6B 00 01 -> 03 02 02 2B\n"},
+      {"AnotherServer", "13 03 00 6B 00 01 F6 A4", {}, ""},
+      {"WrongCheckSum", "11 03 00 6B 00 01 F7 FF", {}, ""},
+  };
+  fSimulator.KeepsJournal = true;
+  for (const TJournalCase& one : cases) {
+    SCOPED_TRACE(one.Name);
+    FillDevices(fSimulator);
+    fSimulator.Journal.clear();
+    fSimulator.Faults = one.Faults;
+    Answer(one.Frame);
+    EXPECT_EQ(TextOf(fSimulator.Journal), one.Entry);
+  }
+}
+
+TEST_F(ASimulator, JournalIsInTheOrderOfTheRequests) {
+  fSimulator.KeepsJournal = true;
+  for (const char* frame : {kInputQuestion, kBroadcast, kQuestion}) Answer(frame);
+  EXPECT_EQ(TextOf(fSimulator.Journal),
+            "11: 04 00 08 00 01 -> 04 02 00 0A\n"
+            "00: 06 00 6B 00 01 -> \n"
+            "11: 03 00 6B 00 01 -> 03 02 00 01\n");
+}
+
+TEST_F(ASimulator, KeepsNoJournalUnlessAsked) {
+  EXPECT_EQ(Answer(kQuestion), kReply);
+  EXPECT_TRUE(fSimulator.Journal.empty());
+}
+
 TEST_F(ASimulator, TakesTheTimeFromItsClock) {
   double now = 1;
   fSimulator.Clock = [&now] { return now; };

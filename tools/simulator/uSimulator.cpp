@@ -15,10 +15,18 @@ constexpr std::size_t kAddressSize = 1;
 constexpr std::size_t kCheckSumSize = 2;
 constexpr std::size_t kLeastFrame = 4;
 
-void AppendCheckSum(Bytes& frame) {
+// | server address | function code | data | CRC lo | CRC hi |
+Bytes FrameOf(std::uint8_t address, const Bytes& reply) {
+  Bytes frame{address};
+  frame.insert(frame.end(), reply.begin(), reply.end());
   const std::uint16_t checkSum = Crc16(frame);
   frame.push_back(static_cast<std::uint8_t>(checkSum & 0xFF));
   frame.push_back(static_cast<std::uint8_t>(checkSum >> 8));
+  return frame;
+}
+
+Bytes ExceptionReply(std::uint8_t function, std::uint8_t code) {
+  return {static_cast<std::uint8_t>(function | 0x80), code};
 }
 
 bool Fits(const TFaultRule& rule, std::uint8_t address, std::uint8_t function,
@@ -51,18 +59,14 @@ Bytes TSimulator::Answer(std::span<const std::uint8_t> frame) {
   const TFaultRule* rule = FindFault(address, request[0]);
   const EFault fault = rule != nullptr ? rule->Fault : EFault::None;
 
-  Bytes reply{address};
-  if (fault == EFault::Exception) {
-    reply.push_back(static_cast<std::uint8_t>(request[0] | 0x80));
-    reply.push_back(rule->ExceptionCode);
-  } else {
-    const Bytes answer = Execute(address, request);
-    reply.insert(reply.end(), answer.begin(), answer.end());
-  }
-  if (address == kBroadcast || fault == EFault::Silence) return {};
-  AppendCheckSum(reply);
-  if (fault == EFault::WrongCheckSum) reply.back() ^= 0xFF;
-  return reply;
+  Bytes reply = fault == EFault::Exception ? ExceptionReply(request[0], rule->ExceptionCode)
+                                           : Execute(address, request);
+  if (address == kBroadcast || fault == EFault::Silence) reply.clear();
+  if (KeepsJournal) Journal.push_back({address, {request.begin(), request.end()}, reply});
+  if (reply.empty()) return {};
+  Bytes replyFrame = FrameOf(address, reply);
+  if (fault == EFault::WrongCheckSum) replyFrame.back() ^= 0xFF;
+  return replyFrame;
 }
 
 // Of a broadcast, whose replies nobody hears, any one is returned.

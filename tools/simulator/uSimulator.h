@@ -33,6 +33,13 @@ struct TFaultRule {
   std::uint8_t ExceptionCode = 4;  ///< of EFault::Exception; 4 = server device failure
 };
 
+/// A request and what became of it, without address and check sum of the frames.
+struct TJournalEntry {
+  std::uint8_t Address;  ///< 0 for a broadcast
+  Bytes Request;         ///< function code and data
+  Bytes Reply;           ///< function code and data; empty when nothing is answered
+};
+
 /// A line full of devices. Frames: | server address | function code | data | CRC lo | CRC hi |.
 /// Does no input or output of its own. Single thread; see uSimulatorThread.h.
 class TSimulator {
@@ -53,6 +60,11 @@ class TSimulator {
   Bytes Answer(std::span<const std::uint8_t> frame);
   /// Requests so far that were for these devices and came whole, broadcasts included.
   std::uint64_t RequestCount() const { return fRequestCount; }
+
+  /// While KeepsJournal is set, every request that RequestCount counts is added here, in order. Off
+  /// at first, for the journal only grows: a simulator that runs for days would eat the memory.
+  bool KeepsJournal = false;
+  std::vector<TJournalEntry> Journal;
 
   /// Whether a frame has the size of one, 4 bytes or more, and its check sum.
   static bool IsWhole(std::span<const std::uint8_t> frame);
