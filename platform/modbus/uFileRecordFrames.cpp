@@ -35,11 +35,11 @@ bool Fits(const TModbusFileRecordList& list, TFileRecordGroup group,
 }  // namespace
 
 TFileRecordGroup FileRecordGroup(const TModbusFileRecordList& list, int first) {
-  TFileRecordGroup group{first, first + 1};
-  int bytes = ReplyBytes(list.Records(first));
+  TFileRecordGroup group{first, first};
+  int bytes = 0;
   while (group.End < list.Count() && group.End - first < kMostRecords) {
     bytes += ReplyBytes(list.Records(group.End));
-    if (bytes > kMostReplyBytes) break;
+    if (bytes > kMostReplyBytes && group.End > first) break;
     ++group.End;
   }
   return group;

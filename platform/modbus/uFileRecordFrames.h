@@ -15,8 +15,8 @@ struct TFileRecordGroup {
   int End = 0;
 };
 
-/// As many records from first on as fit one frame, request and reply, of 256 bytes; at least one.
-/// first must be below list.Count().
+/// As many records from first on as fit one frame, request and reply, of 256 bytes; at least one,
+/// but none of an empty list.
 TFileRecordGroup FileRecordGroup(const TModbusFileRecordList& list, int first);
 
 /// Modbus Application Protocol V1.1b3, 6.14. Per record: 6, file, record, length (7 bytes).

@@ -69,7 +69,6 @@ void TModbusClient::ReportServerID(TObject* userData) {
 }
 
 void TModbusClient::ReadFileRecord(const TModbusFileRecordList& list, TObject* userData) {
-  if (list.Count() == 0) throw EModLinkError("No file record to read");
   Enqueue([&](TModbusTransaction& transaction) {
     transaction.Prepare(*this, TTransactionKind::tkFileRecord, fServerAddress, kReadFileRecord, {},
                         userData);

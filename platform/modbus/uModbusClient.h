@@ -49,7 +49,7 @@ class TModbusClient : public TComponent {
   /// Queues a request for the server's identity (function $11), completed by OnServerIDReport.
   void ReportServerID(TObject* userData);
   /// Queues a read of file records (function $14), completed once by OnFileRecordRead, in as
-  /// many frames as it takes. The list is copied; an empty one is EModLinkError.
+  /// many frames as it takes. The list is copied; an empty one is sent as it is: servers refuse it.
   void ReadFileRecord(const TModbusFileRecordList& list, TObject* userData);
 
   TCustomTransactionCompleteEvent OnCustomTransactionComplete;

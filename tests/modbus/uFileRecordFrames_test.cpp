@@ -27,6 +27,7 @@ TEST(TFileRecordFrames, AFrameHoldsAsManyRecordsAsFitRequestAndReply) {
   const struct {
     int Count, Length, End;
   } cases[] = {
+      {0, 1, 0},                                 // nothing to hold
       {1, 1, 1},    {35, 0, 35},  {36, 0, 35},   // a request of 256 bytes
       {100, 2, 35},                              // replies of 6 bytes each
       {100, 3, 31}, {100, 7, 15}, {100, 61, 2},  // 251 bytes of reply

@@ -31,7 +31,6 @@ TEST(TModbusClient, RequestsThatDoNotFitAreRefused) {
   TModbusClient client;
   client.SetConnection(&connection);
   EXPECT_THROW(client.InitCustomTransaction(3, Bytes(260), false, nullptr), EModLinkError);
-  EXPECT_THROW(client.ReadFileRecord({}, nullptr), EModLinkError);
   EXPECT_EQ(connection.CountPendingTransactions(nullptr), 0);
   client.InitCustomTransaction(0x66, Bytes(259), false, nullptr);
   EXPECT_EQ(connection.CountPendingTransactions(nullptr), 1);
