@@ -1,5 +1,8 @@
 #include "Plant.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "tools/simulator/uSimulatedFormula.h"
 
 namespace OrvixModBus {
@@ -79,6 +82,83 @@ constexpr TRegRow kRegs[] = {
     {kSilentReg, 0x44, 0x030000, 1, 2, rtNum, "Word", "its server is switched off"},
 };
 
+struct TSettingRow {
+  TRegRow Reg;
+  std::uint8_t Write;
+  const char* NewValue;
+};
+
+constexpr TSettingRow kSettings[] = {
+    {{"SetPoint", 0x03, 120, 2, 1, rtNum, "Temperature", "°C  wanted feed"}, 0x06, "82.5"},
+    {{"TankSetPoint", 0x03, 121, 2, 1, rtNum, "Temperature", "°C  wanted tank"}, 0x10, "58"},
+    {{"FrostSetPoint", 0x03, 122, 2, 1, rtNum, "Temperature", "°C  frost guard"}, 0x10, "4.5"},
+    {{"NightSetPoint", 0x03, 123, 2, 1, rtNum, "Temperature", "°C  at night"}, 0x10, "61"},
+    {{"Recipe", 0x43, 0x01FF00, 1, 8, rtStr, "", "recipe name"}, 0x66, "SPRING 1"},
+    {{"RecipeRamp", 0x43, 0x01FF08, 1, 2, rtNum, "Temperature", "°C/h"}, 0x66, "9.5"},
+    {{"RecipeHold", 0x43, 0x01FF0A, 1, 2, rtNum, "Word", "min"}, 0x66, "30"},
+    {{"RecipeSteps", 0x43, 0x01FF0C, 1, 2, rtNum, "Word", "steps"}, 0x66, "5"},
+};
+
+struct TFieldRow {
+  const char* Name;
+  TRegType Kind;
+  const char* Type;
+  std::int16_t Offset;
+  std::uint16_t Size;
+};
+
+constexpr TFieldRow kServiceFields[] = {
+    {"Date", rtStr, "", 0, 10},
+    {"Technician", rtStr, "", 10, 8},
+    {"Hours", rtNum, "Hours", 18, 4},
+    {"Mode", rtList, "Mode", 22, 2},
+};
+
+struct TServiceRow {
+  const char* DateAndTechnician;
+  std::uint8_t Rest[6];  // hours in tenths, four bytes; mode, two
+};
+
+constexpr TServiceRow kServices[kServiceRecords] = {
+    {"2023-09-11Petrov  ", {0x00, 0x00, 0x27, 0x74, 0, 2}},
+    {"2024-09-16Petrov  ", {0x00, 0x00, 0x8B, 0x1C, 0, 2}},
+    {"2025-09-15Ivanova ", {0x00, 0x01, 0x2A, 0x09, 0, 4}},
+    {"2026-09-14Ivanova ", {0x00, 0x01, 0xC2, 0x50, 0, 1}},
+};
+
+void DescribeRegister(TMBReg& reg, const TRegRow& row) {
+  reg.SetDisplayName(row.Name);
+  reg.SetMBFuncRead(row.Func);
+  reg.SetRegAdress(row.Adress);
+  reg.SetBytesInOneReg(row.Bytes);
+  reg.SetRegsCount(row.Count);
+  reg.SetRegType(row.Kind);
+  reg.SetTypeName(row.Type);
+  reg.SetCaption(row.Caption);
+}
+
+void DescribeService(TMBRegTypeStructurs& structurs) {
+  for (const TFieldRow& row : kServiceFields) {
+    TMBRegTypeStructure& field = *structurs.Add();
+    field.SetName(row.Name);
+    field.SetStructurName(kServiceStructur);
+    field.SetRegType(row.Kind);
+    field.SetRegTypeName(row.Type);
+    field.SetOffset(row.Offset);
+    field.SetSize(row.Size);
+  }
+}
+
+void BuildServiceLog(TSimulatedFile& file) {
+  std::uint16_t number = 0;
+  for (const TServiceRow& row : kServices) {
+    const std::string_view text = row.DateAndTechnician;
+    Bytes record(text.begin(), text.end());
+    record.insert(record.end(), std::begin(row.Rest), std::end(row.Rest));
+    file.Records[number++] = record;
+  }
+}
+
 void Fill(TStringList& lines, std::initializer_list<const char*> texts) {
   for (const char* text : texts) lines.Add(text);
 }
@@ -110,7 +190,7 @@ void BuildHolding(TSimulatedTable& holding) {
   holding.Set(102, {1682, 553});
   holding.Set(104, {0x10000 - 74, 213});  // -7.4 degrees outdoors
   holding.Set(110, {0x0480, 0x0040});
-  holding.Set(120, {800, 550});
+  holding.Set(120, {800, 550, 50, 650});
   holding.Set(130, {2});
   holding.SetFormula(131, 1, [](std::uint32_t, double seconds) { return AlarmsAt(seconds); });
   holding.Set(140, Words("BK-2040-00173   "));
@@ -149,21 +229,28 @@ void DescribeTypes(TMBTypeInfo& types) {
   TMBRegTypeBin& onOff = *types.TypeBins().Add();
   onOff.SetName("OnOff");
   Fill(onOff.Dictionary(), {"0=off|on"});
+  DescribeService(types.TypeStructurs());
 }
 
 void DescribeRegisters(TMBRegs& regs, TMBTypeInfo& types) {
   regs.SetMBTypeInfo(&types);
   for (const TRegRow& row : kRegs) {
-    TMBReg& reg = *regs.Add();
-    reg.SetDisplayName(row.Name);
-    reg.SetMBFuncRead(row.Func);
-    reg.SetRegAdress(row.Adress);
-    reg.SetBytesInOneReg(row.Bytes);
-    reg.SetRegsCount(row.Count);
-    reg.SetRegType(row.Kind);
-    reg.SetTypeName(row.Type);
-    reg.SetCaption(row.Caption);
+    DescribeRegister(*regs.Add(), row);
   }
+}
+
+void DescribeSettings(TMBRegs& regs, TMBTypeInfo& types) {
+  regs.SetMBTypeInfo(&types);
+  for (const TSettingRow& row : kSettings) {
+    TMBReg& reg = *regs.Add();
+    DescribeRegister(reg, row.Reg);
+    reg.SetMBFuncWrite(row.Write);
+  }
+}
+
+const char* NewSetting(const std::string& name) {
+  return std::ranges::find(kSettings, name, [](const TSettingRow& row) { return row.Reg.Name; })
+      ->NewValue;
 }
 
 void BuildPlant(TSimulator& simulator) {
@@ -177,6 +264,8 @@ void BuildPlant(TSimulator& simulator) {
   device.Paged.Set(0x01FF08, {0x00, 0x78, 0x00, 0x2D, 0x00, 0x06});
   device.Paged.Set(0x020010, Characters("2026-09-14"));
   device.Paged.Set(0x030000, {0, 0});
+  BuildServiceLog(device.Files[kServiceFile]);
+  device.Identity = TSimulatedIdentity{.ServerId = {0x2A}, .Text = "Boiler control BK-2040"};
   // The panel's memory is there, but nobody answers for it.
   simulator.Faults.push_back({.Address = kPlantAdres, .Function = 0x44, .Fault = EFault::Silence});
 }

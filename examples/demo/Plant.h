@@ -18,6 +18,15 @@ void DescribeTypes(TMBTypeInfo& types);
 /// Fills the letter with the plant's registers.
 void DescribeRegisters(TMBRegs& regs, TMBTypeInfo& types);
 
+/// The settings, which can be written.
+void DescribeSettings(TMBRegs& regs, TMBTypeInfo& types);
+/// What the demonstration changes a setting to.
+const char* NewSetting(const std::string& name);
+
+inline constexpr std::uint16_t kServiceFile = 5;
+inline constexpr std::uint16_t kServiceRecords = 4;
+inline constexpr char kServiceStructur[] = "Service";  ///< what a record of that file is
+
 /// Builds the device: its tables, values that move with time, and its one dead register.
 void BuildPlant(TSimulator& simulator);
 

@@ -1,5 +1,6 @@
 // Reads a letter of forty registers from a device over a serial line, shows them, and reads on for
-// a while. Without arguments the device is simulated, on a pseudo-terminal.
+// a while; then changes settings, and reads a file of records and the device's identity. Without
+// arguments the device is simulated, on a pseudo-terminal.
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -10,6 +11,7 @@
 
 #include "Plant.h"
 #include "Table.h"
+#include "Writing.h"
 #include "tools/simulator/uPseudoTerminal.h"
 #include "tools/simulator/uSimulatorThread.h"
 
@@ -22,6 +24,7 @@ constexpr auto kPeriod = std::chrono::milliseconds(500);
 struct TOptions {
   bool Emul = false;
   bool Trace = false;
+  bool Write = false;
   std::string Port;
   std::uint32_t Baud = 19200;
   std::string Parity = "even";
@@ -72,7 +75,7 @@ class TDemo {
     std::printf("%s", fOptions.Trace ? "\n" : "");
     PrintTable(fLetter.Regs());
     std::printf("\n%d requests for %d registers.\n\n", fRequests, fLetter.Regs().Count());
-    return Watch();
+    return Watch() && Write();
   }
 
  private:
@@ -98,6 +101,7 @@ class TDemo {
     fConnection.SetConnectionType(TConnectionType::mbEmul);
     fClient.SetConnection(&fConnection);
     fClient.OnGetEmulData = {this, &TDemo::AnswerEmulated};
+    fClient.OnSetEmulData = {this, &TDemo::StoreEmulated};
     std::printf(
         "An emulated boiler plant inside this program: no line, no faults, and discrete\n"
         "inputs (function $02) are not read.\n");
@@ -119,6 +123,20 @@ class TDemo {
     const Bytes reply = fEmulated.Device(kPlantAdres).Answer(request, seconds);
     if (reply[0] != func) return;  // an exception reply: there is no such register
     data.assign(reply.begin() + (paged ? 5 : func == 0x21 ? 1 : 2), reply.end());
+  }
+
+  void StoreEmulated(TMBReg& reg, Bytes& data) {
+    const std::uint8_t func = reg.MBFuncWrite();
+    const std::uint32_t adress = reg.Adress();
+    const auto byte = [](std::size_t value, int index) {
+      return static_cast<std::uint8_t>((value >> (8 * index)) & 0xFF);
+    };
+    Bytes request{func, byte(adress, 1), byte(adress, 0)};
+    if (func == 0x66) request.insert(request.begin() + 1, byte(adress, 2));
+    if (func == 0x10) request.insert(request.end(), {0, byte(data.size() / 2, 0)});
+    if (func != 0x06) request.push_back(byte(data.size(), 0));
+    request.insert(request.end(), data.begin(), data.end());
+    fEmulated.Device(kPlantAdres).Answer(request, 0);
   }
 
   bool ReadLetter() {
@@ -149,6 +167,19 @@ class TDemo {
       fLetter.ReadRegsByName(fWatched);
       if (!Wait()) return false;
     }
+    std::printf("\n");
+    return true;
+  }
+
+  // A real device's settings are not touched unless asked for.
+  bool Write() {
+    if (!fOptions.Port.empty() && !fOptions.Write) {
+      std::printf("Done.\n");
+      return true;
+    }
+    TPlantWriter writer(fClient, fTypes);
+    if (!writer.ChangeSettings()) return false;
+    if (!fOptions.Emul && !(writer.ReadServiceLog() && writer.ReadIdentity())) return false;
     std::printf("\nDone.\n");
     return true;
   }
@@ -208,11 +239,14 @@ int main(int argc, char** argv) {
   using namespace OrvixModBus;
   TOptions options;
   CLI::App app(
-      "Reads a letter of registers from a boiler plant and shows it.\n"
+      "Reads a letter of registers from a boiler plant and shows it, changes settings, and reads\n"
+      "the service log and the identity.\n"
       "Without options the plant is simulated, on a pseudo-terminal.");
   app.add_flag("--emul", options.Emul, "read from an emulated device inside the program");
   app.add_flag("--trace", options.Trace, "show every frame with its time and direction");
   app.add_option("--port", options.Port, "read from a device on this serial port");
+  app.add_flag("--write", options.Write,
+               "change settings of the device on --port, too (a simulated one's always)");
   app.add_option("--baud", options.Baud, "bits per second")->capture_default_str();
   app.add_option("--parity", options.Parity, "even, odd or none")
       ->check(CLI::IsMember({"even", "odd", "none"}))
