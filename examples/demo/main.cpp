@@ -255,7 +255,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 247))
       ->capture_default_str();
   app.add_option("--seconds", options.Seconds, "how long to read on")
-      ->check(CLI::Range(0, 86400))
+      ->check(CLI::Range(0.0, 86400.0))
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   try {
