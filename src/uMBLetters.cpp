@@ -243,7 +243,7 @@ void TMBLetter::WriteRegByName(const std::string& name, std::uint8_t offset, Byt
   WriteReg(fRegs.GetItemByName(name), offset, std::move(data));
 }
 
-// Handlers of the client may destroy reg, the letter and its client.
+// Handlers of the client may destroy reg, the letter and its client, or change reg after the check.
 void TMBLetter::SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& data,
                           TFirstError& error) {
   const std::uint8_t func = reg.MBFuncWrite();
@@ -258,7 +258,7 @@ void TMBLetter::SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& d
   const std::uint32_t adress = reg.Adress() + offset;
   if (!IsSingleWrite(func)) return write(adress, data);
   const TRef<TMBLetter> self(this);
-  const std::uint32_t count = reg.GetRegsCount();
+  const std::size_t count = std::min<std::size_t>(reg.GetRegsCount(), data.size() / 2);
   for (std::uint32_t k = 0; k < count && self && fClient; ++k) {
     write(adress + k, {data[2 * k], data[2 * k + 1]});
   }
@@ -275,7 +275,7 @@ void TMBLetter::WriteRegs(TMBRegList list) {
   TFirstError error;
   for (const TRef<TMBReg>& reg : regs) {
     if (!self || !fClient) break;
-    if (reg) SendWrite(*reg, 0, DataOf(*reg), error);
+    if (reg && !reg->Data().empty()) SendWrite(*reg, 0, DataOf(*reg), error);
   }
   error.Raise();
 }
@@ -315,8 +315,9 @@ void TMBLetter::WriteAllRegs() {
 }
 
 // The blocks of list, then the others.
-void TMBLetter::WriteBlocks(const TMBRegList& list, const TMBRegList& others) {
+void TMBLetter::WriteBlocks(TMBRegList list, const TMBRegList& others) {
   CheckThread();
+  std::erase(list, nullptr);
   if (list.empty()) return;
   if (!fClient) throw Exception("MBClient not assigned");
   TMBGroupList groups;
@@ -324,6 +325,10 @@ void TMBLetter::WriteBlocks(const TMBRegList& list, const TMBRegList& others) {
   if (fClient->IsEmul()) {
     all = list;
   } else {
+    // Before grouping: a group would hold only the beginning of a register that is too long.
+    for (const TMBReg* reg : list) {
+      if (IsPagedWrite(reg->MBFuncWrite())) CheckWrite(*fClient, *reg, reg->Data().size());
+    }
     groups = RegsToWriteF66F65Optimize(list, 0x66);
     std::ranges::move(RegsToWriteF66F65Optimize(list, 0x65), std::back_inserter(groups));
   }

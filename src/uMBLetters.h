@@ -201,7 +201,7 @@ class TMBLetter : public TComponent {
   void ReadEmulated(const TMBRegList& list, const TMBRegProc& proc);
   void ReadOptimizeRegs(const TMBGroupList& groups, const TMBRegProc& proc);
   void SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& data, TFirstError& error);
-  void WriteBlocks(const TMBRegList& list, const TMBRegList& others);
+  void WriteBlocks(TMBRegList list, const TMBRegList& others);
   template <class TSend>
   void Request(std::uint8_t func, TSend send, TFirstError& error);
   void SpreadRead(std::uint8_t func, std::uint32_t startReg, const Bytes& values);

@@ -275,5 +275,25 @@ TEST(WritingLifetime, ACopyThatCannotBeDecodedEndsThere) {
   EXPECT_TRUE(bench.Regs().GetItem(2)->IsDataZero());
 }
 
+TEST(WritingLifetime, ARegisterThatShrinksMeanwhileSendsOnlyWhatItStillHasWhole) {
+  TTestLetter bench;
+  bench.Add({"A", 10});
+  TMBReg& next = bench.Add({"B", 20});
+  bench.client->OnWorkStart = [&](TObject&) { next.SetBytesInOneReg(1); };
+  bench.letter->WriteAllRegs();
+  EXPECT_THAT(bench.requests, ElementsAre("06 00 0A 00 00"));
+  EXPECT_EQ(bench.letter->WaitQueue(0x06), 1u);
+}
+
+TEST(WritingLifetime, ARegisterThatIsEmptiedMeanwhileSendsNothing) {
+  TTestLetter bench;
+  bench.Add({"A", 10});
+  TMBReg& next = bench.Add({.Name = "B", .Adress = 20, .Write = 0x10});
+  bench.client->OnWorkStart = [&](TObject&) { next.SetRegsCount(0); };
+  bench.letter->WriteAllRegs();
+  EXPECT_THAT(bench.requests, ElementsAre("06 00 0A 00 00"));
+  EXPECT_EQ(bench.letter->WaitQueue(0x10), 0u);
+}
+
 }  // namespace
 }  // namespace OrvixModBus

@@ -305,6 +305,19 @@ TEST_F(Writing, OneBlockTooLongKeepsAllFromBeingSent) {
   ExpectRefused([&] { letter->WriteAllRegs(); }, kTooLong);
 }
 
+TEST_F(Writing, ABlockOfMoreThanAByteCountsIsRefusedNotCut) {
+  Add({"Plain", 10});
+  Add(Block("A", 0, 4)).SetRegData(Bytes(300));
+  ExpectRefused([&] { letter->WriteAllF66F65(); }, kTooLong);
+  ExpectRefused([&] { letter->WriteAllRegs(); }, kTooLong);
+}
+
+TEST_F(Writing, NilEntriesOfAListAreSkipped) {
+  TMBReg& block = Hold(Block("A", 0, 1), {7});
+  letter->WriteAllF66F65({nullptr, &block});
+  EXPECT_THAT(TakeRequests(), ElementsAre("66 00 00 00 01 07"));
+}
+
 TEST_F(Writing, OnePlainRegisterTooShortKeepsAllFromBeingSent) {
   Add(Block("A", 0, 4));
   Add({"B", 10});
