@@ -291,11 +291,11 @@ void TMBClient::ReadFileByStructur(std::uint16_t fileId, std::uint16_t firstReco
                                    std::uint16_t needRecords,
                                    std::span<TMBRegTypeStructure* const> structurInfoAr,
                                    TObject* letterOwner) {
-  if (structurInfoAr.empty()) {
+  const auto* last = structurInfoAr.empty() ? nullptr : structurInfoAr.back();
+  if (last == nullptr) {
     throw Exception("The list of structure fields is empty: the record length is not known");
   }
-  const TMBRegTypeStructure& last = *structurInfoAr.back();
-  const int length = (last.Offset() + last.Size()) & 0xFF;
+  const int length = (last->Offset() + last->Size()) & 0xFF;
   const int perGroup = kMaxGroup / (length + kRecordHead);
   if (perGroup == 0) throw EDivByZero("Division by zero");
   const TRef<TMBClient> self(this);
@@ -418,7 +418,10 @@ void TMBClient::OnFileRead(TModbusClient& /*sender*/, const TTransactionInfo& in
   });
   error.Run([&] {
     if (!self) return;
-    Answer(kind, 0x14, info.Retries, [&] { OnReadFile(*this, kind, fileRecList, owner.Get()); });
+    Answer(kind, 0x14, info.Retries, [&] {
+      OnReadFile.ForEach(
+          [&](const auto& handler) { handler(*this, kind, fileRecList, owner.Get()); });
+    });
   });
   error.Raise();
 }
@@ -481,7 +484,11 @@ void TMBClient::Raise(const TMBEventList& list, const TMBEvent& event, TServerRe
   const TRef<TObject> owner(letterOwner);  // a listener may destroy it
   TFirstError error;
   if (MBCntrlOn) {
-    error.Run([&] { list(*this, serverReply, func, startReg, values, owner.Get()); });
+    error.Run([&] {
+      list.ForEach([&](const TMBEvent& handler) {
+        handler(*this, serverReply, func, startReg, values, owner.Get());
+      });
+    });
   }
   error.Run([&] {
     if (self) event(*this, serverReply, func, startReg, values, owner.Get());

@@ -83,7 +83,7 @@ Bytes DataOf(const TMBReg& reg) { return {reg.Data().begin(), reg.Data().end()};
 // What the client would refuse, or can't be cut into registers, is refused before anything of a
 // write is sent.
 void CheckWrite(const TMBClient& client, const TMBReg& reg, std::size_t size) {
-  const std::size_t need = 2u * reg.GetRegsCount();
+  const std::size_t need = std::size_t{2} * reg.GetRegsCount();
   if (client.IsEmul()) return;
   if (IsSingleWrite(reg.MBFuncWrite()) && size < need) {
     throw Exception(Format("Reg %s: writing %d registers takes %d bytes, not %d",
@@ -229,7 +229,7 @@ TMBGroupList TMBLetter::CreateOptimizedRegList(std::span<const std::string> name
   return MBRegsOptimize(list, fMaxHole, func);
 }
 
-void TMBLetter::WriteReg(TMBReg* reg, std::uint8_t offset, Bytes data) {
+void TMBLetter::WriteReg(TMBReg* reg, std::uint8_t offset, const Bytes& data) {
   CheckThread();
   if (reg == nullptr || data.empty()) return;
   if (!fClient) throw Exception("MBClient not assigned");
@@ -239,11 +239,12 @@ void TMBLetter::WriteReg(TMBReg* reg, std::uint8_t offset, Bytes data) {
   error.Raise();
 }
 
-void TMBLetter::WriteRegByName(const std::string& name, std::uint8_t offset, Bytes data) {
-  WriteReg(fRegs.GetItemByName(name), offset, std::move(data));
+void TMBLetter::WriteRegByName(const std::string& name, std::uint8_t offset, const Bytes& data) {
+  WriteReg(fRegs.GetItemByName(name), offset, data);
 }
 
-// Handlers of the client may destroy reg, the letter and its client, or change reg after the check.
+// Handlers of the client may destroy reg, data, the letter and its client, or change reg after the
+// check.
 void TMBLetter::SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& data,
                           TFirstError& error) {
   const std::uint8_t func = reg.MBFuncWrite();
@@ -258,9 +259,10 @@ void TMBLetter::SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& d
   const std::uint32_t adress = reg.Adress() + offset;
   if (!IsSingleWrite(func)) return write(adress, data);
   const TRef<TMBLetter> self(this);
-  const std::size_t count = std::min<std::size_t>(reg.GetRegsCount(), data.size() / 2);
-  for (std::uint32_t k = 0; k < count && self && fClient; ++k) {
-    write(adress + k, {data[2 * k], data[2 * k + 1]});
+  const Bytes all = data;
+  const std::size_t count = std::min<std::size_t>(reg.GetRegsCount(), all.size() / 2);
+  for (std::size_t k = 0; k < count && self && fClient; ++k) {
+    write(adress + static_cast<std::uint32_t>(k), {all[2 * k], all[2 * k + 1]});
   }
 }
 
@@ -303,7 +305,7 @@ void TMBLetter::WriteRegsF10(std::span<const std::string> names) {
   }
   TMBReg group(nullptr);
   group.Assign(*list.front());
-  WriteReg(&group, 0, std::move(data));
+  WriteReg(&group, 0, data);
 }
 
 void TMBLetter::WriteAllF66F65(const TMBRegList& list) { WriteBlocks(list, {}); }

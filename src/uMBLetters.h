@@ -134,9 +134,9 @@ class TMBLetter : public TComponent {
   /// one request for each of reg's registers, two bytes each; else one request. Nothing for nil
   /// or without data. Throws Exception "MBClient not assigned", for fewer bytes than the
   /// registers need, and as TMBClient::Write does; then nothing is sent. So do the other forms.
-  void WriteReg(TMBReg* reg, std::uint8_t offset, Bytes data);
+  void WriteReg(TMBReg* reg, std::uint8_t offset, const Bytes& data);
   /// The register of that name, if there is one.
-  void WriteRegByName(const std::string& name, std::uint8_t offset, Bytes data);
+  void WriteRegByName(const std::string& name, std::uint8_t offset, const Bytes& data);
   /// Writes the first two data bytes of each named register by one request, with the address and
   /// the write code of the first: the addresses must follow each other, and the read codes agree
   /// (on purpose, not the write codes). Throws Exception, which says what is wrong.

@@ -156,13 +156,20 @@ class TEventList<void(TArgs...)> {
   }
 
   void operator()(TArgs... args) const {
+    ForEach([&](const THandler& handler) { handler(args...); });
+  }
+
+  /// Has call(handler) call each of them, for arguments that a handler may change for those after
+  /// it.
+  template <class TCall>
+  void ForEach(TCall call) const {
     const auto state = fState;  // a handler may destroy this list
     TFirstError error;
     ++state->Depth;
     const std::size_t count = state->Entries.size();
     for (std::size_t i = 0; i < count && !state->ListGone; ++i) {
       if (state->Entries[i].Removed) continue;
-      error.Run([&] { state->Entries[i].Handler(args...); });
+      error.Run([&] { call(state->Entries[i].Handler); });
     }
     --state->Depth;
     state->Sweep();

@@ -134,6 +134,9 @@ TEST_F(ClientFiles, WithoutFieldsTheLengthIsNotKnown) {
   const char* const message =
       "The list of structure fields is empty: the record length is not known";
   EXPECT_THAT(read, ThrowsMessage<Exception>(message));
+  TMBRegTypeStructure* const none[] = {nullptr};
+  EXPECT_THAT([&] { client->ReadFileByStructur(5, 0, 30, none, &owner); },
+              ThrowsMessage<Exception>(message));
   Emulate();
   EXPECT_THAT(read, ThrowsMessage<Exception>(message));
   EXPECT_THAT(requests, IsEmpty());
@@ -354,6 +357,19 @@ TEST_F(ClientFiles, AnOwnerThatIsGoneIsNobody) {
   Queue().Complete(0, srNormalReply);
   Fail(1, srNone);
   EXPECT_THAT(told, ElementsAre(nullptr, nullptr));
+}
+
+TEST_F(ClientFiles, AListenerMayDestroyTheOwnerForThoseAfterIt) {
+  std::vector<bool> nobody;
+  for (int i = 0; i < 2; ++i) {
+    client->OnReadFile.Add([&](TMBClient&, TServerReply, TModbusFileRecordList&, TObject* o) {
+      nobody.push_back(o == nullptr);
+      letter.reset();
+    });
+  }
+  client->ReadFileRecord(list, letter.get());
+  Queue().Complete(0, srNormalReply);
+  EXPECT_THAT(nobody, ElementsAre(false, true));
 }
 
 TEST_F(ClientFiles, AHandlerMayDestroyTheOwnerBeforeTheListenersHear) {

@@ -501,6 +501,21 @@ TEST_F(Client, AnOwnerThatIsGoneIsNobodyEvenIfItsMemoryIsUsedAgain) {
   EXPECT_EQ(told, nullptr);
 }
 
+TEST_F(Client, AListenerMayDestroyTheOwnerForThoseAfterIt) {
+  std::vector<bool> nobody;
+  auto tag = std::make_unique<TComponent>();
+  for (int i = 0; i < 2; ++i) {
+    client->OnReadList.Add(
+        [&](TMBClient&, TServerReply, std::uint8_t, std::uint32_t, const Bytes&, TObject* o) {
+          nobody.push_back(o == nullptr);
+          tag.reset();
+        });
+  }
+  client->Read(0x03, 1, 2, tag.get());
+  Fail(0, srNone);
+  EXPECT_THAT(nobody, ElementsAre(false, true));
+}
+
 TEST_F(Client, ListenersHearInOrderThenThePublishedEvent) {
   client->OnRead = Noting(log, "published");
   client->OnReadList.Add(Noting(log, "first"));
