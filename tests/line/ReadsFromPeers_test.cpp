@@ -12,26 +12,14 @@
 namespace OrvixModBus {
 namespace {
 
-constexpr std::uint8_t kServer = 17;
-constexpr auto kLimit = std::chrono::seconds(30);
-
-// A master's components on one end of a cable, another stack's server on the other.
 class ReadsFromPeers : public testing::TestWithParam<TPeerKind> {
  protected:
-  ReadsFromPeers() : fPeer(CommandOf(GetParam(), fCable.PathB())) {
-    fLine.SetPortProperty(fCable.PathA());
-    fLine.SetBaudRate(115200);
-    fLine.SetParity(TParityScheme::psNone);
-    fLine.SetReceiveTimeout(5000);
-    fLine.OnTrace = [this](TModbusConnection&, TTraceDirection direction,
-                           std::span<const std::uint8_t> frame, auto) {
+  ReadsFromPeers() : fLine(GetParam()) {
+    fLine.Line.OnTrace = [this](TModbusConnection&, TTraceDirection direction,
+                                std::span<const std::uint8_t> frame, auto) {
       if (direction == TTraceDirection::tdSent) fSent.emplace_back(frame.begin(), frame.end());
     };
-    fLine.SetActive(true);
-    fConnection.SetRTU(&fLine);
-    fClient.SetConnection(&fConnection);
-    fClient.SetAdres(kServer);
-    fLetter.SetClient(&fClient);
+    fLetter.SetClient(&fLine.Client);
     fLetter.OnReadAllRegs = [this](TMBLetter&) { fComplete = true; };
     fLetter.OnNoneAnswer = [](TMBLetter&, std::uint8_t func) {
       ADD_FAILURE() << "no answer to function " << int{func};
@@ -39,13 +27,6 @@ class ReadsFromPeers : public testing::TestWithParam<TPeerKind> {
     fLetter.OnExeptionAnswer = [](TMBLetter&, std::uint8_t func) {
       ADD_FAILURE() << "bad answer to function " << int{func};
     };
-  }
-
-  static std::vector<std::string> CommandOf(const TPeerKind& kind, const std::string& port) {
-    auto command = kind.Command;
-    command.push_back(port);
-    command.push_back(std::to_string(kServer));
-    return command;
   }
 
   TMBReg& AddReg(std::uint8_t func, std::uint32_t adress, std::uint8_t count) {
@@ -60,7 +41,8 @@ class ReadsFromPeers : public testing::TestWithParam<TPeerKind> {
 
   void ReadAll() {
     fLetter.ReadAllRegs();
-    ASSERT_TRUE(TLoop::Current().RunUntil([this] { return fComplete; }, kLimit));
+    ASSERT_TRUE(fLine.RunDry());
+    ASSERT_TRUE(fComplete);
   }
 
   // The request data (function code, address, quantity) of every frame sent.
@@ -70,11 +52,7 @@ class ReadsFromPeers : public testing::TestWithParam<TPeerKind> {
     return requests;
   }
 
-  TCable fCable;
-  TPeerProgram fPeer;
-  TMBRTUConnection fLine;
-  TMBConnection fConnection;
-  TMBClient fClient;
+  TPeerLine fLine;
   TMBLetter fLetter;
   std::vector<Bytes> fSent;
   bool fComplete = false;
