@@ -20,7 +20,6 @@ constexpr std::size_t kLastCheckedFunc = 0x66;
 
 bool IsBitFunc(std::uint8_t func) { return func == 0x01 || func == 0x02; }
 bool IsPagedRead(std::uint8_t func) { return func == 0x43 || func == 0x44; }
-bool IsPagedWrite(std::uint8_t func) { return func == 0x65 || func == 0x66; }
 bool IsSingleWrite(std::uint8_t func) { return func == 0x06 || func == 0x6C; }
 
 // Emulation leaves out $02, as this system does.
@@ -134,10 +133,7 @@ void TMBLetter::ReadAllRegs(const TMBRegProc& proc) {
 }
 
 void TMBLetter::ReadRegsByName(std::span<const std::string> names) {
-  TMBRegList list;
-  for (const std::string& name : names) {
-    if (TMBReg* reg = fRegs.GetItemByName(name)) list.push_back(reg);
-  }
+  TMBRegList list = fRegs.RegList(names);
   ReadRegs(list, {});
 }
 
@@ -221,10 +217,7 @@ void TMBLetter::ReadOptimizeRegs(const TMBGroupList& groups, const TMBRegProc& p
 
 TMBGroupList TMBLetter::CreateOptimizedRegList(std::span<const std::string> names,
                                                std::uint8_t func) const {
-  TMBRegList list;
-  for (const std::string& name : names) {
-    if (TMBReg* reg = fRegs.GetItemByName(name)) list.push_back(reg);
-  }
+  TMBRegList list = fRegs.RegList(names);
   SortMBRegs(list);
   return MBRegsOptimize(list, fMaxHole, func);
 }
@@ -327,10 +320,6 @@ void TMBLetter::WriteBlocks(TMBRegList list, const TMBRegList& others) {
   if (fClient->IsEmul()) {
     all = list;
   } else {
-    // Before grouping: a group would hold only the beginning of a register that is too long.
-    for (const TMBReg* reg : list) {
-      if (IsPagedWrite(reg->MBFuncWrite())) CheckWrite(*fClient, *reg, reg->Data().size());
-    }
     groups = RegsToWriteF66F65Optimize(list, 0x66);
     std::ranges::move(RegsToWriteF66F65Optimize(list, 0x65), std::back_inserter(groups));
   }

@@ -46,6 +46,8 @@ class TMBRegs : public TRegNameCollection {
 
   /// All registers in collection order.
   TMBRegList RegList() const;
+  /// Those of these names, in the order of the names; names that are not in the set are skipped.
+  TMBRegList RegList(std::span<const std::string> names) const;
   /// The names of the registers of these kinds, in collection order.
   TStringDynArray RegNameAr(TRegTypeSet types) const;
   /// Decodes the register and returns its value. Throws Exception "Reg: '<name>'  - not in reg

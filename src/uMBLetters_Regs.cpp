@@ -48,6 +48,14 @@ TMBRegList TMBRegs::RegList() const {
   return list;
 }
 
+TMBRegList TMBRegs::RegList(std::span<const std::string> names) const {
+  TMBRegList list;
+  for (const std::string& name : names) {
+    if (TMBReg* reg = GetItemByName(name)) list.push_back(reg);
+  }
+  return list;
+}
+
 TStringDynArray TMBRegs::RegNameAr(TRegTypeSet types) const {
   TStringDynArray names;
   for (const TMBReg* reg : RegList()) {

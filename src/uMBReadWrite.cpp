@@ -18,10 +18,7 @@ void TMBLetterReadWriter::AssignProcs(const TAfterEvent& afterEvent, const TAfte
 }
 
 void TMBLetterReadWriter::AssignRegs(std::span<const std::string> names) {
-  fRegs.clear();
-  for (const std::string& name : names) {
-    if (TMBReg* reg = fSender->Regs().GetItemByName(name)) fRegs.emplace_back(reg);
-  }
+  AssignRegs(fSender->Regs().RegList(names));
 }
 
 void TMBLetterReadWriter::AssignRegs(std::span<TMBReg* const> regs) {
@@ -46,9 +43,7 @@ void TMBLetterReadWriter::ReadRegsByArray(const TAfterEvent& afterEvent,
 
 void TMBLetterReadWriter::WriteArray() {
   TMBRegList list = Regs();
-  std::erase_if(list, [](const TMBReg* reg) {
-    return reg->MBFuncWrite() == 0x66 || reg->MBFuncWrite() == 0x65;
-  });
+  std::erase_if(list, [](const TMBReg* reg) { return IsPagedWrite(reg->MBFuncWrite()); });
   fSender->WriteRegs(std::move(list));
 }
 

@@ -61,7 +61,7 @@ bool TPlantWriter::ChangeSettings() {
   now.Assign(fSettings);
   if (!Complete("Writing the settings") || !Read(now)) return false;
 
-  std::printf("Settings, written and read back:\n");
+  std::printf("\nSettings, written and read back:\n");
   for (int i = 0; i < regs.Count(); ++i) {
     const TMBReg& reg = *now.Regs().GetItem(i);
     std::printf("  %-14s %8u   $%02X   %-10s -> %-10s %s\n", reg.Name().c_str(), reg.Adress(),

@@ -21,6 +21,10 @@ namespace {
 constexpr auto kLetterLimit = std::chrono::seconds(10);
 constexpr auto kPeriod = std::chrono::milliseconds(500);
 
+std::uint8_t Byte(std::uint32_t value, std::uint8_t index) {
+  return TMBLib::ByteFromCardinal(value, index);
+}
+
 struct TOptions {
   bool Emul = false;
   bool Trace = false;
@@ -75,7 +79,9 @@ class TDemo {
     std::printf("%s", fOptions.Trace ? "\n" : "");
     PrintTable(fLetter.Regs());
     std::printf("\n%d requests for %d registers.\n\n", fRequests, fLetter.Regs().Count());
-    return Watch() && Write();
+    if (!Watch() || !Write()) return false;
+    std::printf("\nDone.\n");
+    return true;
   }
 
  private:
@@ -111,14 +117,13 @@ class TDemo {
   // bits holds eight of them, and updates the neighbours too, so it must hold theirs as well.
   void AnswerEmulated(TMBReg& reg, Bytes& data) {
     const std::uint8_t func = reg.MBFuncRead();
-    const auto byte = [&](int index) {
-      return static_cast<std::uint8_t>((reg.Adress() >> (8 * index)) & 0xFF);
-    };
+    const std::uint32_t adress = reg.Adress();
     const auto bytes = static_cast<std::uint8_t>(reg.CountInByte());
     const std::uint8_t count = func == 0x01 ? 8 : func == 0x21 ? 0 : reg.GetRegsCount();
     const bool paged = func == 0x43 || func == 0x44;
-    const Bytes request = paged ? Bytes{func, byte(2), byte(1), byte(0), bytes}
-                                : Bytes{func, byte(1), byte(0), 0, count};
+    const Bytes request =
+        paged ? Bytes{func, Byte(adress, 2), Byte(adress, 1), Byte(adress, 0), bytes}
+              : Bytes{func, Byte(adress, 1), Byte(adress, 0), 0, count};
     const double seconds = std::chrono::duration<double>(Age()).count();
     const Bytes reply = fEmulated.Device(kPlantAdres).Answer(request, seconds);
     if (reply[0] != func) return;  // an exception reply: there is no such register
@@ -128,13 +133,11 @@ class TDemo {
   void StoreEmulated(TMBReg& reg, Bytes& data) {
     const std::uint8_t func = reg.MBFuncWrite();
     const std::uint32_t adress = reg.Adress();
-    const auto byte = [](std::size_t value, int index) {
-      return static_cast<std::uint8_t>((value >> (8 * index)) & 0xFF);
-    };
-    Bytes request{func, byte(adress, 1), byte(adress, 0)};
-    if (func == 0x66) request.insert(request.begin() + 1, byte(adress, 2));
-    if (func == 0x10) request.insert(request.end(), {0, byte(data.size() / 2, 0)});
-    if (func != 0x06) request.push_back(byte(data.size(), 0));
+    const auto size = static_cast<std::uint8_t>(data.size());
+    Bytes request{func, Byte(adress, 1), Byte(adress, 0)};
+    if (func == 0x66) request.insert(request.begin() + 1, Byte(adress, 2));
+    if (func == 0x10) request.insert(request.end(), {0, static_cast<std::uint8_t>(size / 2)});
+    if (func != 0x06) request.push_back(size);
     request.insert(request.end(), data.begin(), data.end());
     fEmulated.Device(kPlantAdres).Answer(request, 0);
   }
@@ -167,21 +170,15 @@ class TDemo {
       fLetter.ReadRegsByName(fWatched);
       if (!Wait()) return false;
     }
-    std::printf("\n");
     return true;
   }
 
   // A real device's settings are not touched unless asked for.
   bool Write() {
-    if (!fOptions.Port.empty() && !fOptions.Write) {
-      std::printf("Done.\n");
-      return true;
-    }
+    if (!fOptions.Port.empty() && !fOptions.Write) return true;
     TPlantWriter writer(fClient, fTypes);
     if (!writer.ChangeSettings()) return false;
-    if (!fOptions.Emul && !(writer.ReadServiceLog() && writer.ReadIdentity())) return false;
-    std::printf("\nDone.\n");
-    return true;
+    return fOptions.Emul || (writer.ReadServiceLog() && writer.ReadIdentity());
   }
 
   bool WaitForPeriod() {
