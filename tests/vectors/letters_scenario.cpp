@@ -13,7 +13,7 @@ namespace {
 const TStepOperation* FindStepOperation(const std::string& name) {
   for (const TStepOperations* table :
        {&ClientSteps(), &PropertySteps(), &RegisterSteps(), &SetSteps(), &LetterSteps(),
-        &WritingSteps(), &DriverSteps(), &EmulatorSteps()}) {
+        &WritingSteps(), &DriverSteps(), &EmulatorSteps(), &CustomFunctionSteps()}) {
     if (const auto found = table->find(name); found != table->end()) return &found->second;
   }
   return nullptr;

@@ -33,6 +33,7 @@ const TStepOperations& LetterSteps();
 const TStepOperations& WritingSteps();
 const TStepOperations& DriverSteps();
 const TStepOperations& EmulatorSteps();
+const TStepOperations& CustomFunctionSteps();
 
 /// A scenario while it is played. Every request, event and result is recorded as an effect of the
 /// step that caused it, at the moment it happens.

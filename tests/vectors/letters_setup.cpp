@@ -1,6 +1,8 @@
 #include "letters_setup.h"
 
 #include "catalogue.h"
+#include "uMBLogCustomFunctions.h"
+#include "uMBOscilCustomFunctions.h"
 
 namespace OrvixModBus::Vectors {
 namespace {
@@ -196,6 +198,66 @@ void AddLooseRegs(TScenario& scenario, const TField& list) {
   }
 }
 
+void HookItems(TScenario& scenario, TMBItemFunction& function, const std::string& id) {
+  for (const auto& [name, event] : {std::pair{"OnGetCountInfo", &TMBItemFunction::OnGetCountInfo},
+                                    std::pair{"OnErorAnswer", &TMBItemFunction::OnErorAnswer}}) {
+    if (!scenario.IsHooked(id, name)) continue;
+    function.*event = [&scenario, id, event = name](TObject&) { scenario.Event(id, event); };
+  }
+}
+
+/// A handler that records the bytes.
+TGetData DataRecorder(TScenario& scenario, const std::string& id, const std::string& event) {
+  return [&scenario, id, event](TObject&, const Bytes& data) {
+    scenario.Event(id, event, ToHex(data));
+  };
+}
+
+template <class TLog>
+TMBItemFunction& AddLog(TScenario& scenario, const std::string& id, TFields& fields) {
+  auto& log = scenario.Add(id, std::make_unique<TLog>());
+  if (fields.Has("OneRecordLength")) log.SetOneRecordLength(fields["OneRecordLength"]);
+  if (scenario.IsHooked(id, "OnGetRecord")) {
+    log.OnGetRecord = DataRecorder(scenario, id, "OnGetRecord");
+  }
+  return log;
+}
+
+TMBItemFunction& AddOscillograms(TScenario& scenario, const std::string& id, TFields& fields) {
+  auto& function = scenario.Add(id, std::make_unique<TMBFunction41>());
+  if (fields.Has("OscilInfoLength")) function.SetOscilInfoLength(fields["OscilInfoLength"]);
+  if (fields.Has("OscilDataLength")) function.SetOscilDataLength(fields["OscilDataLength"]);
+  if (scenario.IsHooked(id, "OnGetOscilInfo")) {
+    function.OnGetOscilInfo = DataRecorder(scenario, id, "OnGetOscilInfo");
+  }
+  if (scenario.IsHooked(id, "OnGetOscilData")) {
+    function.OnGetOscilData = [&scenario, id](TObject&, std::uint16_t number, std::uint16_t record,
+                                              const Bytes& data) {
+      scenario.Event(id, "OnGetOscilData", number, record, ToHex(data));
+    };
+  }
+  return function;
+}
+
+TMBItemFunction& AddFunction(TScenario& scenario, const std::string& id, TFields& fields) {
+  const std::string name = fields["cls"];
+  if (name == "TMBFunction20") return AddLog<TMBFunction20>(scenario, id, fields);
+  if (name == "TMBFunction24") return AddLog<TMBFunction24>(scenario, id, fields);
+  if (name == "TMBFunction41") return AddOscillograms(scenario, id, fields);
+  throw ENotUnderstood("unknown class " + name);
+}
+
+void AddFunctions(TScenario& scenario, const TField& list) {
+  ForEach(list, [&](TFields& fields) {
+    const std::string id = fields["id"];
+    TMBItemFunction& function = AddFunction(scenario, id, fields);
+    HookItems(scenario, function, id);
+    if (fields.Has("client")) {
+      function.SetMBClient(scenario.GetOrNil<TMBClient>(fields["client"]));
+    }
+  });
+}
+
 void AddEmulators(TScenario& scenario, const TField& list) {
   ForEach(list, [&](TFields& fields) {
     const std::string id = fields["id"];
@@ -248,6 +310,7 @@ const std::vector<TSetupPart>& SetupParts() {
       {"clients", R"([{"id":"C1","conn":"N1","adres":1}])", AddClients},
       {"letters", "[]", AddLetters},
       {"regs", "[]", AddLooseRegs},
+      {"fns", "[]", AddFunctions},
       {"emuls", "[]", AddEmulators},
       {"emul", "{}", AssignAllEmulData},
   };
