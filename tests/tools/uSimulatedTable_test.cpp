@@ -37,6 +37,12 @@ TEST(TSimulatedTable, FormulaKnowsItsPlaceAndTheTime) {
   EXPECT_FALSE(table.Has(99, 1));
 }
 
+TEST(TSimulatedTable, NegativeValueIsItsTwosComplement) {
+  TSimulatedTable table;
+  table.SetFormula(0, 1, [](std::uint32_t, double) { return -2; });
+  EXPECT_EQ(table.Get(0), 0xFFFFFFFEU);
+}
+
 TEST(TSimulatedTable, ComputedCellsHideStoredOnesAndCantBeWritten) {
   TSimulatedTable table;
   table.Set(0, {1, 1, 1});

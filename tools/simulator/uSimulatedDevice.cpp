@@ -162,6 +162,69 @@ Bytes ReadFileRecords(const TRequest& request) {
   return reply;
 }
 
+// $20 $24 $41 | code | 0 | 0 | 0 | 0 |  ->  | code | total hi lo | count hi lo |
+Bytes CountRecords(const TRequest& request, std::size_t count, std::optional<std::uint16_t> total) {
+  const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(count, 0xFFFF));
+  Bytes reply{request.Data[0]};
+  Append(reply, total.value_or(static_cast<std::uint16_t>(most)), 2);
+  Append(reply, most, 2);
+  return reply;
+}
+
+bool AsksForCount(const TRequest& request) {
+  return std::ranges::count(request.Data.subspan(1), 0) == 4;
+}
+
+// The reply's head, then as many records from a number on as are there of those asked for.
+Bytes ReadRecords(const TRequest& request, Bytes reply, const std::vector<Bytes>& records,
+                  std::size_t first, std::size_t asked) {
+  if (first < 1 || first > records.size()) return request.Refuse(kIllegalAddress);
+  const std::size_t longest = std::ranges::max(records, {}, &Bytes::size).size();
+  if (reply.size() + asked * longest > kLongestReply) return request.Refuse(kIllegalValue);
+  const std::size_t end = std::min(records.size(), first - 1 + asked);
+  for (std::size_t i = first - 1; i < end; ++i) {
+    reply.insert(reply.end(), records[i].begin(), records[i].end());
+  }
+  return reply;
+}
+
+// $20 $24 | code | 0 | first | 0 | records |  ->  | code | records |
+// On purpose: without a byte count, as all replies of this family's own functions.
+Bytes ReadLog(const TRequest& request) {
+  const auto log = request.Device.Logs.find(request.Data[0]);
+  if (log == request.Device.Logs.end()) return request.Refuse(kIllegalFunction);
+  const std::vector<Bytes>& records = log->second.Records;
+  if (AsksForCount(request)) return CountRecords(request, records.size(), log->second.Total);
+  if (request.Data[1] != 0 || request.Data[3] != 0 || request.Data[4] == 0) {
+    return request.Refuse(kIllegalValue);
+  }
+  return ReadRecords(request, {request.Data[0]}, records, request.Data[2], request.Data[4]);
+}
+
+// $41 | code | 0 | oscillogram | 0 | 0 |  ->  | code | description |
+Bytes ReadOscillogramInfo(const TRequest& request, const Bytes& info) {
+  if (request.Word(3) != 0 || 1 + info.size() > kLongestReply) return request.Refuse(kIllegalValue);
+  Bytes reply{request.Data[0]};
+  reply.insert(reply.end(), info.begin(), info.end());
+  return reply;
+}
+
+// $41 | code | records | oscillogram | first hi lo |
+//   ->  | code | 0 | oscillogram | first hi lo | records |
+Bytes ReadOscillogram(const TRequest& request) {
+  const auto& oscillograms = request.Device.Oscillograms;
+  const auto& total = request.Device.OscillogramTotal;
+  if (oscillograms.empty() && !total) return request.Refuse(kIllegalFunction);
+  if (AsksForCount(request)) return CountRecords(request, oscillograms.size(), total);
+  const auto oscillogram = oscillograms.find(request.Data[2]);
+  if (oscillogram == oscillograms.end()) return request.Refuse(kIllegalAddress);
+  const std::size_t asked = request.Data[1];
+  if (asked == 0) return ReadOscillogramInfo(request, oscillogram->second.Info);
+  Bytes head = request.Echo(5);
+  head[1] = 0;
+  return ReadRecords(request, head, oscillogram->second.Records, request.Word(3), asked);
+}
+
 // $21 | code | address hi lo | 0 | 0 |  ->  | code | four bytes |
 // On purpose: where the address's low byte is 1 or 2, a byte count, 4, comes before the four.
 Bytes ReadExtended(const TRequest& request) {
@@ -209,7 +272,7 @@ Bytes Confirm(const TRequest& request) {
   return request.Echo(5);
 }
 
-constexpr std::array<TFunction, 17> kFunctions{{
+constexpr std::array<TFunction, 20> kFunctions{{
     {0x01, 5, false, ReadBits, &TSimulatedDevice::Coils},
     {0x02, 5, false, ReadBits, &TSimulatedDevice::Discrete},
     {0x03, 5, false, ReadRegisters, &TSimulatedDevice::Holding},
@@ -220,7 +283,10 @@ constexpr std::array<TFunction, 17> kFunctions{{
     {0x10, 6, true, WriteRegisters, &TSimulatedDevice::Holding},
     {0x11, 1, false, ReportServerId, nullptr},
     {0x14, 2, true, ReadFileRecords, nullptr},
+    {0x20, 5, false, ReadLog, nullptr},
     {0x21, 5, false, ReadExtended, &TSimulatedDevice::Extended},
+    {0x24, 5, false, ReadLog, nullptr},
+    {0x41, 5, false, ReadOscillogram, nullptr},
     {0x43, 5, false, ReadPaged, &TSimulatedDevice::Paged},
     {0x44, 5, false, ReadPaged, &TSimulatedDevice::Paged},
     {0x65, 5, true, WritePaged, &TSimulatedDevice::Paged},

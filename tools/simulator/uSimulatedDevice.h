@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "platform/rtl/uBytes.h"
 #include "tools/simulator/uSimulatedTable.h"
@@ -31,9 +32,26 @@ struct TSimulatedFile {
   std::map<std::uint16_t, Bytes> Records;  ///< by record number; registers, so an even size
 };
 
-/// A device that knows functions $01 to $06, $0F, $10, $11, $14, and a device family's own $21,
-/// $43, $44, $65, $66, $67, $6C. A function's cells that do not exist are answered by exception 2,
-/// and so is a write to computed ones; a count or a value that the function does not take by 3.
+/// What functions $20 and $24 read: records, numbered from 1; see uSimulatedRecord.h for ready
+/// ones. Those that a request can name or a reply can hold end at number 255 and at 252 bytes.
+struct TSimulatedLog {
+  std::vector<Bytes> Records = {};
+  /// How many were ever written; without it, as many as there are.
+  std::optional<std::uint16_t> Total = {};
+};
+
+/// What function $41 reads of one oscillogram: its description and records, numbered from 1. The
+/// reply has room for 252 bytes of a description and 248 of records.
+struct TSimulatedOscillogram {
+  Bytes Info = {};
+  std::vector<Bytes> Records = {};
+};
+
+/// A device that knows functions $01 to $06, $0F, $10, $11, $14, and a device family's own $20,
+/// $21, $24, $41, $43, $44, $65, $66, $67, $6C. A function's cells and records that do not exist
+/// are answered by exception 2, and so is a write to computed ones; a count or a value that the
+/// function does not take by 3, and so is what no reply can hold. A read of records past the last
+/// one gives those that are there.
 class TSimulatedDevice {
  public:
   TSimulatedTable Coils;     ///< bits, $01 $05 $0F
@@ -44,6 +62,10 @@ class TSimulatedDevice {
   TSimulatedTable Paged;     ///< bytes by 24-bit address, $43 $44 $65 $66; a run ends in its page
   std::map<std::uint16_t, TSimulatedFile> Files;  ///< by file number, $14
   std::optional<TSimulatedIdentity> Identity;     ///< without one, $11 is an illegal function
+  std::map<std::uint8_t, TSimulatedLog> Logs;  ///< by function, $20 $24; without one it is illegal
+  std::map<std::uint8_t, TSimulatedOscillogram> Oscillograms;  ///< by number, $41
+  /// How many were ever recorded; without it, as many as there are. Without both, $41 is illegal.
+  std::optional<std::uint16_t> OscillogramTotal;
 
   /// The whole size of a request, from its function code to the last data byte. While request is
   /// too short to tell, more than it has; 0 when the function is not known. Not for an empty one.

@@ -1,17 +1,19 @@
 #include "tools/simulator/uSimulatedFormula.h"
 
 #include <cmath>
+#include <cstddef>
 #include <numbers>
+#include <utility>
 
 #include "platform/rtl/uException.h"
 
 namespace OrvixModBus {
 namespace {
 
-std::uint32_t ToCell(double value) {
+std::int64_t ToWhole(double value) {
   constexpr double kGreatestExact = 9007199254740992.0;  // 2^53: above it a count stands still
   if (!(std::abs(value) <= kGreatestExact)) return 0;
-  return static_cast<std::uint32_t>(std::llround(value));
+  return std::llround(value);
 }
 
 double CheckPeriod(double period) {
@@ -19,30 +21,41 @@ double CheckPeriod(double period) {
   return period;
 }
 
+double CheckDecay(double decay) {
+  if (!(decay > 0)) throw EArgumentOutOfRangeException("A decay must be above 0 seconds");
+  return decay;
+}
+
 }  // namespace
 
 TFormula ConstantFormula(double value) { return RampFormula(value, 0); }
 
 TFormula RampFormula(double from, double step) {
-  return [=](std::uint32_t index, double) { return ToCell(from + step * index); };
+  return [=](std::uint32_t index, double) { return ToWhole(from + step * index); };
 }
 
 TFormula CounterFormula(double from, double step, double period) {
   return [=, period = CheckPeriod(period)](std::uint32_t, double seconds) {
-    return ToCell(from + step * std::floor(seconds / period));
+    return ToWhole(from + step * std::floor(seconds / period));
   };
 }
 
-TFormula SineFormula(double low, double high, double period) {
-  return [=, period = CheckPeriod(period)](std::uint32_t, double seconds) {
-    const double turn = 2 * std::numbers::pi * seconds / period;
-    return ToCell((low + high) / 2 + (high - low) / 2 * std::sin(turn));
-  };
+TFormula SineFormula(double low, double high, double period, double phase, double decay) {
+  return
+      [=, period = CheckPeriod(period), decay = CheckDecay(decay)](std::uint32_t, double seconds) {
+        const double turn = 2 * std::numbers::pi * (seconds + phase) / period;
+        const double swing = (high - low) / 2 * std::exp(-seconds / decay);
+        return ToWhole((low + high) / 2 + swing * std::sin(turn));
+      };
 }
 
-TFormula ToggleFormula(double period) {
-  return [=, period = CheckPeriod(period)](std::uint32_t, double seconds) {
-    return ToCell(std::fmod(std::floor(seconds / period), 2));
+TFormula ToggleFormula(double period) { return CycleFormula({0, 1}, period); }
+
+TFormula CycleFormula(std::vector<double> values, double period) {
+  if (values.empty()) throw EArgumentOutOfRangeException("A cycle must have values");
+  return [values = std::move(values), period = CheckPeriod(period)](std::uint32_t, double seconds) {
+    const double turn = std::fmod(std::floor(seconds / period), static_cast<double>(values.size()));
+    return ToWhole(turn >= 0 ? values[static_cast<std::size_t>(turn)] : values.front());
   };
 }
 

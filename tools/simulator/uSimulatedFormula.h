@@ -1,11 +1,14 @@
 #pragma once
 // uSimulatedFormula: ready formulas for values that nobody has to set.
 
+#include <limits>
+#include <vector>
+
 #include "tools/simulator/uSimulatedTable.h"
 
 namespace OrvixModBus {
 
-// Results are rounded to whole numbers; a negative one is its two's complement.
+// Results are rounded to whole numbers.
 
 /// The same in every cell.
 TFormula ConstantFormula(double value);
@@ -13,11 +16,15 @@ TFormula ConstantFormula(double value);
 TFormula RampFormula(double from, double step);
 /// Begins with from, step more after every period of so many seconds.
 TFormula CounterFormula(double from, double step, double period);
-/// Swings between low and high, beginning in the middle, once in a period of so many seconds.
-TFormula SineFormula(double low, double high, double period);
+/// Swings between low and high, once in a period of so many seconds; begins in the middle, or as
+/// after a phase of so many seconds. The swing fades, to 37 % (1/e) in a decay of so many seconds.
+TFormula SineFormula(double low, double high, double period, double phase = 0,
+                     double decay = std::numeric_limits<double>::infinity());
 /// 0 and 1 by turns, a period of so many seconds each.
 TFormula ToggleFormula(double period);
+/// One value after the other, a period of so many seconds each, and again. There must be some.
+TFormula CycleFormula(std::vector<double> values, double period = 1);
 
-// Those with a period throw EArgumentOutOfRangeException when it is not above 0.
+// They throw EArgumentOutOfRangeException for a period or decay that is not above 0, and no values.
 
 }  // namespace OrvixModBus

@@ -34,7 +34,7 @@ bool TSimulatedTable::CanWrite(std::uint32_t first, std::uint32_t count) const {
 
 std::uint32_t TSimulatedTable::Get(std::uint32_t address, double seconds) const {
   if (const TComputed* range = FindComputed(address)) {
-    return range->Formula(address - range->First, seconds);
+    return static_cast<std::uint32_t>(range->Formula(address - range->First, seconds));
   }
   const TPage* page = FindStored(address);
   return page != nullptr ? page->Values[address % kPageSize] : 0;

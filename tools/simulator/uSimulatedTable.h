@@ -11,8 +11,9 @@
 namespace OrvixModBus {
 
 /// A computed value: by the cell's place in its range, from 0, and the seconds since the start.
-/// Any callable will do, see uSimulatedFormula.h for ready ones.
-using TFormula = std::function<std::uint32_t(std::uint32_t index, double seconds)>;
+/// Any callable will do, see uSimulatedFormula.h for ready ones. A negative value is its two's
+/// complement.
+using TFormula = std::function<std::int64_t(std::uint32_t index, double seconds)>;
 
 /// Cells by address; what a cell means (a bit, a byte, a register) is its reader's business, who
 /// takes as many of the low bits as fit. A cell that was never set does not exist.
