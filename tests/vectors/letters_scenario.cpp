@@ -11,9 +11,9 @@ namespace OrvixModBus::Vectors {
 namespace {
 
 const TStepOperation* FindStepOperation(const std::string& name) {
-  for (const TStepOperations* table :
-       {&ClientSteps(), &PropertySteps(), &RegisterSteps(), &SetSteps(), &LetterSteps(),
-        &WritingSteps(), &DriverSteps(), &EmulatorSteps(), &CustomFunctionSteps()}) {
+  for (const TStepOperations* table : {&ClientSteps(), &PropertySteps(), &RegisterSteps(),
+                                       &SetSteps(), &LetterSteps(), &WritingSteps(), &DriverSteps(),
+                                       &EmulatorSteps(), &CustomFunctionSteps(), &DesignSteps()}) {
     if (const auto found = table->find(name); found != table->end()) return &found->second;
   }
   return nullptr;

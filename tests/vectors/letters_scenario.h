@@ -34,6 +34,7 @@ const TStepOperations& WritingSteps();
 const TStepOperations& DriverSteps();
 const TStepOperations& EmulatorSteps();
 const TStepOperations& CustomFunctionSteps();
+const TStepOperations& DesignSteps();
 
 /// A scenario while it is played. Every request, event and result is recorded as an effect of the
 /// step that caused it, at the moment it happens.
