@@ -129,6 +129,23 @@ TEST(Program, ServesThePseudoTerminalThatItNames) {
   EXPECT_EQ(program.End(SIGTERM), 0);
 }
 
+TEST(Program, HasLogsAndOscillogramsToTry) {
+  TProgram program({});
+  const TOwnedHandle port = OpenPort(program.Line());
+  const std::pair<const char*, std::string> exchanges[] = {
+      {"01 20 00 00 00 00 80 0D", "01 20 04 B0 00 F0 80 9E"},
+      {"01 20 00 F0 00 1F C1 F6", "01 20 65 54 29 04 FF 97 00 02 9D D1"},
+      {"01 24 00 00 00 00 71 CD", "01 24 00 64 00 64 31 F9"},
+      {"01 41 00 00 00 00 3D C5", "01 41 00 07 00 02 0D C5"},
+      {"01 41 00 02 00 00 9C 05", "01 41 65 55 42 80 01 2C 46 61 75 6C 74 20 20 20 20 20 5F ED"},
+      {"01 41 01 01 00 06 ED FB", "01 41 00 01 00 06 0B B8 00 00 07 50"},
+      {"01 41 3E 02 01 2D 50 60", "01 C1 02 F0 51"},
+  };
+  for (const auto& [request, reply] : exchanges) {
+    EXPECT_EQ(Exchange(port.Get(), request, (reply.size() + 1) / 3), reply);
+  }
+}
+
 TEST(Program, EndsByTheInterruptKeyToo) {
   TProgram program({});
   program.Line();

@@ -7,6 +7,7 @@
 
 #include "platform/rtl/uException.h"
 #include "platform/rtl/uTextFile.h"
+#include "tests/tools/uHexFrame.h"
 
 namespace OrvixModBus {
 namespace {
@@ -45,13 +46,22 @@ TEST(SimulatorFile, FillsByFormulas) {
     "0": {"count": 2, "formula": "constant", "value": 7},
     "10": {"count": 3, "formula": "ramp", "from": 5, "step": -1},
     "20": {"count": 1, "formula": "counter", "from": 100, "step": 2, "period": 0.5},
-    "30": {"count": 1, "formula": "sine", "low": 0, "high": 20, "period": 4}},
+    "30": {"count": 1, "formula": "sine", "low": 0, "high": 20, "period": 4},
+    "40": {"count": 1, "formula": "sine", "low": 0, "high": 2000, "period": 4, "phase": 1,
+           "decay": 4},
+    "50": {"count": 1, "formula": "cycle", "values": [8, 9]},
+    "60": {"count": 1, "formula": "cycle", "values": [8, 9], "period": 10}},
     "coils": {"0": {"count": 1, "formula": "toggle", "period": 1}})");
   const TSimulatedDevice& device = simulator.Device(5);
   EXPECT_EQ(device.Holding.Get(1, 1), 7U);
   EXPECT_EQ(device.Holding.Get(12, 1), 3U);
   EXPECT_EQ(device.Holding.Get(20, 1), 104U);
   EXPECT_EQ(device.Holding.Get(30, 1), 20U);
+  EXPECT_EQ(device.Holding.Get(40, 0), 2000U);
+  EXPECT_EQ(device.Holding.Get(40, 4), 1368U);
+  EXPECT_EQ(device.Holding.Get(50, 1), 9U);
+  EXPECT_EQ(device.Holding.Get(60, 9), 8U);
+  EXPECT_EQ(device.Holding.Get(60, 10), 9U);
   EXPECT_EQ(device.Coils.Get(0, 1), 1U);
   EXPECT_FALSE(device.Holding.Has(0, 3));
 }
@@ -75,6 +85,54 @@ TEST(SimulatorFile, ReadsTheFiles) {
       {0, {0x00, 0x01, 0xFF, 0x03}}, {0x10, {}}, {65535, {0xAA, 0xBB}}};
   EXPECT_EQ(files.at(5).Records, records);
   EXPECT_TRUE(files.at(0xFFFF).Records.empty());
+}
+
+TEST(SimulatorFile, ReadsTheLogs) {
+  TSimulator simulator = ReadServer(R"("logs": {
+    "$20": {"total": 1200, "records": 3, "format": [
+      {"size": 4, "formula": "ramp", "from": 1700000000, "step": 60},
+      {"size": 2, "formula": "sine", "low": -256, "high": 256, "period": 4, "order": "little"},
+      {"size": 2, "formula": "constant", "value": -2, "order": "big"},
+      {"size": 1, "formula": "cycle", "values": [1, 2, 5]},
+      {"size": 4, "text": "Öl"}]},
+    "36": {"records": ["0102", "03 04 05"]}})");
+  const auto& logs = simulator.Device(5).Logs;
+  ASSERT_EQ(logs.size(), 2U);
+  EXPECT_EQ(logs.at(0x20).Total, 1200);
+  const std::vector<Bytes> formed{FromHex("65 53 F1 00 00 00 FF FE 01 C3 96 6C 20"),
+                                  FromHex("65 53 F1 3C 00 01 FF FE 02 C3 96 6C 20"),
+                                  FromHex("65 53 F1 78 00 00 FF FE 05 C3 96 6C 20")};
+  EXPECT_EQ(logs.at(0x20).Records, formed);
+  EXPECT_EQ(logs.at(0x24).Total, std::nullopt);
+  EXPECT_EQ(logs.at(0x24).Records, (std::vector<Bytes>{{1, 2}, {3, 4, 5}}));
+}
+
+TEST(SimulatorFile, ReadsTheOscillograms) {
+  TSimulator simulator = ReadServer(R"("oscillograms": {"total": 9,
+    "1": {"info": "00 C8", "records": 2, "format": [
+      {"size": 2, "formula": "sine", "low": -900, "high": 900, "period": 4, "decay": 1}]},
+    "0xFF": {"info": [{"size": 2, "formula": "ramp", "from": 7, "step": 1},
+                      {"size": 1, "text": "A"}], "records": []}})");
+  const TSimulatedDevice& device = simulator.Device(5);
+  EXPECT_EQ(device.OscillogramTotal, 9);
+  ASSERT_EQ(device.Oscillograms.size(), 2U);
+  EXPECT_EQ(ToHex(device.Oscillograms.at(1).Info), "00 C8");
+  EXPECT_EQ(device.Oscillograms.at(1).Records, (std::vector<Bytes>{{0, 0}, {0x01, 0x4B}}));
+  EXPECT_EQ(ToHex(device.Oscillograms.at(255).Info), "00 07 41");
+  EXPECT_TRUE(device.Oscillograms.at(255).Records.empty());
+}
+
+TEST(SimulatorFile, LongestRecordsFitAReply) {
+  TSimulator simulator = ReadServer(R"(
+    "logs": {"0x20": {"records": 1, "format": [{"size": 252, "text": ""}]},
+             "0x24": {"records": 0, "format": [{"size": 1, "text": "x"}]}},
+    "oscillograms": {"1": {"info": [{"size": 252, "text": ""}], "records": 65535,
+      "format": [{"size": 248, "text": ""}]}})");
+  TSimulatedDevice& device = simulator.Device(5);
+  EXPECT_EQ(device.Answer(FromHex("20 00 01 00 01"), 0).size(), 253U);
+  EXPECT_EQ(ToHex(device.Answer(FromHex("24 00 00 00 00"), 0)), "24 00 00 00 00");
+  EXPECT_EQ(device.Answer(FromHex("41 00 01 00 00"), 0).size(), 253U);
+  EXPECT_EQ(device.Answer(FromHex("41 01 01 FF FF"), 0).size(), 253U);
 }
 
 TEST(SimulatorFile, ReadsTheFaults) {
@@ -185,12 +243,99 @@ TEST(SimulatorFile, NamesThePlaceOfAServersMistake) {
       {R"("input": {"9": {"count": 1, "formula": "constant", "value": 1, "step": 1}})",
        "/input/9 can't have \"step\""},
       {R"("input": {"9": {"count": 1, "formula": "toggle", "period": 0}})",
-       "/input/9 is wrong: A period must be above 0 seconds"},
+       "/input/9 is wrong: A period must be above 0"},
+      {R"("input": {"9": {"count": 1, "formula": "sine", "low": 1, "high": 2, "period": 1,
+          "decay": 0}})",
+       "/input/9 is wrong: A decay must be above 0"},
+      {R"("input": {"9": {"count": 1, "formula": "cycle", "values": []}})",
+       "/input/9 is wrong: A cycle must have values"},
+      {R"("input": {"9": {"count": 1, "formula": "cycle", "values": [1, "2"]}})",
+       "/input/9/values/1 must be a number"},
+      {R"("input": {"9": {"count": 1, "formula": "cycle", "values": [1], "size": 1}})",
+       "/input/9 can't have \"size\""},
   };
   for (const TMistake& mistake : mistakes) {
     SCOPED_TRACE(mistake.Text);
     ExpectMessage([&] { ReadServer(mistake.Text); },
                   std::string("plant.json:/servers/0") + mistake.Message);
+  }
+}
+
+TEST(SimulatorFile, NamesThePlaceOfALogsMistake) {
+  const TMistake mistakes[] = {
+      {R"("logs": [])", "/logs must be an object"},
+      {R"("logs": {"0x21": {"records": []}})", "/logs/0x21 must have a key of 0x20 or 0x24"},
+      {R"("logs": {"0x120": {"records": []}})", "/logs/0x120 must have a key of 0 to 255"},
+      {R"("logs": {"32": []})", "/logs/32 must be an object"},
+      {R"("logs": {"32": {}})", "/logs/32 lacks \"records\""},
+      {R"("logs": {"32": {"records": [], "size": 8}})", "/logs/32 can't have \"size\""},
+      {R"("logs": {"32": {"records": [], "total": 65536}})", "/logs/32/total must be 0 to 65535"},
+      {R"("logs": {"32": {"records": 5}})", "/logs/32/records must be a list"},
+      {R"("logs": {"32": {"records": ["00", 1]}})", "/logs/32/records/1 must be a text"},
+      {R"("logs": {"32": {"records": ["00", ""]}})", "/logs/32/records/1 must be 1 to 252 bytes"},
+      {R"("logs": {"32": {"records": ["00"], "format": []}})",
+       "/logs/32/records must be 0 to 65535"},
+      {R"("logs": {"32": {"records": 65536, "format": []}})",
+       "/logs/32/records must be 0 to 65535"},
+      {R"("logs": {"32": {"records": 1, "format": {}}})", "/logs/32/format must be a list"},
+      {R"("logs": {"32": {"records": 0, "format": []}})", "/logs/32/format must be 1 to 252 bytes"},
+      {R"("logs": {"32": {"records": 1, "format": [{"size": 252, "text": ""},
+          {"size": 1, "text": ""}]}})",
+       "/logs/32/format must be 1 to 252 bytes"},
+      {R"("oscillograms": [])", "/oscillograms must be an object"},
+      {R"("oscillograms": {"total": -1})", "/oscillograms/total must be 0 to 65535"},
+      {R"("oscillograms": {"0": {}})", "/oscillograms/0 must have a key of 1 to 255"},
+      {R"("oscillograms": {"256": {}})", "/oscillograms/256 must have a key of 1 to 255"},
+      {R"("oscillograms": {"1": {"records": []}})", "/oscillograms/1 lacks \"info\""},
+      {R"("oscillograms": {"1": {"info": "00"}})", "/oscillograms/1 lacks \"records\""},
+      {R"("oscillograms": {"1": {"info": "00", "records": [], "total": 1}})",
+       "/oscillograms/1 can't have \"total\""},
+      {R"("oscillograms": {"1": {"info": "", "records": []}})",
+       "/oscillograms/1/info must be 1 to 252 bytes"},
+      {R"("oscillograms": {"1": {"info": [{"size": 1}], "records": []}})",
+       "/oscillograms/1/info/0 lacks \"formula\""},
+      {R"("oscillograms": {"1": {"info": 7, "records": []}})",
+       "/oscillograms/1/info must be a text"},
+      {R"("oscillograms": {"1": {"info": "00", "records": 1,
+          "format": [{"size": 249, "text": ""}]}})",
+       "/oscillograms/1/format/0/size must be 1 to 248"},
+      {R"("oscillograms": {"1": {"info": "00", "records": 1,
+          "format": [{"size": 248, "text": ""}, {"size": 1, "text": ""}]}})",
+       "/oscillograms/1/format must be 1 to 248 bytes"},
+  };
+  for (const TMistake& mistake : mistakes) {
+    SCOPED_TRACE(mistake.Text);
+    ExpectMessage([&] { ReadServer(mistake.Text); },
+                  std::string("plant.json:/servers/0") + mistake.Message);
+  }
+}
+
+TEST(SimulatorFile, NamesThePlaceOfAFieldsMistake) {
+  const TMistake mistakes[] = {
+      {R"(7)", " must be an object"},
+      {R"({"formula": "constant", "value": 1})", " lacks \"size\""},
+      {R"({"size": 1, "formula": "cosine"})", "/formula is no known formula"},
+      {R"({"size": 0, "formula": "constant", "value": 1})", "/size must be 1 to 8"},
+      {R"({"size": 9, "formula": "constant", "value": 1})", "/size must be 1 to 8"},
+      {R"({"size": 1, "formula": "constant", "value": 1, "count": 1})", " can't have \"count\""},
+      {R"({"size": 1, "formula": "constant", "value": 1, "order": "middle"})",
+       "/order must be \"big\" or \"little\""},
+      {R"({"size": 1, "formula": "constant", "value": 1, "order": 1})", "/order must be a text"},
+      {R"({"size": 1, "formula": "toggle", "period": 0})", " is wrong: A period must be above 0"},
+      {R"({"size": 1, "text": 1})", "/text must be a text"},
+      {R"({"size": 0, "text": ""})", "/size must be 1 to 252"},
+      {R"({"size": 2, "text": "ABC"})", "/text is wrong: A text is longer than its field"},
+      {R"({"size": 3, "text": "ABC", "order": "big"})", " can't have \"order\""},
+  };
+  for (const TMistake& mistake : mistakes) {
+    SCOPED_TRACE(mistake.Text);
+    const std::string field(mistake.Text);
+    ExpectMessage(
+        [&] {
+          ReadServer(R"("logs": {"32": {"records": 1, "format": [{"size": 1, "text": "x"}, )" +
+                     field + "]}}");
+        },
+        std::string("plant.json:/servers/0/logs/32/format/1") + mistake.Message);
   }
 }
 
@@ -230,6 +375,8 @@ TEST(SimulatorFile, ExampleInTheHelpCanBeRead) {
   EXPECT_EQ(simulator.Device(1).Holding.Get(102), 3U);
   EXPECT_EQ(simulator.Device(1).Files.at(5).Records.at(0), (Bytes{0, 1, 2, 3}));
   EXPECT_EQ(simulator.Device(1).Identity->Text, "Pump");
+  EXPECT_EQ(simulator.Device(1).Logs.at(0x20).Records.size(), 240U);
+  EXPECT_EQ(simulator.Device(1).Oscillograms.at(1).Records.size(), 400U);
   EXPECT_EQ(simulator.Faults.size(), 3U);
 }
 

@@ -37,7 +37,30 @@ constexpr char kExample[] = R"({"servers": [{
   "input": {"0": {"count": 1000, "formula": "ramp", "from": 0, "step": 1}},
   "extended": {"1": [1, 2, 3]},
   "paged": {"0x10000": "00 11 22 33 44 55 66 77"},
-  "identity": {"id": "01", "text": "Simulated device"}
+  "identity": {"id": "01", "text": "Simulated device"},
+  "logs": {
+    "0x20": {"total": 1200, "records": 240, "format": [
+      {"size": 4, "formula": "ramp", "from": 1700000000, "step": 60},
+      {"size": 2, "formula": "sine", "low": -1000, "high": 1000, "period": 60},
+      {"size": 2, "formula": "cycle", "values": [1, 2, 5, 2]}]},
+    "0x24": {"records": 100, "format": [
+      {"size": 4, "formula": "ramp", "from": 1700000000, "step": 3600},
+      {"size": 1, "formula": "cycle", "values": [1, 0]},
+      {"size": 11, "text": "Operator"}]}},
+  "oscillograms": {
+    "total": 7,
+    "1": {"info": [{"size": 4, "formula": "constant", "value": 1700000000},
+                   {"size": 2, "formula": "constant", "value": 400},
+                   {"size": 10, "text": "Start"}],
+          "records": 400, "format": [
+      {"size": 2, "formula": "sine", "low": -3000, "high": 3000, "period": 20},
+      {"size": 2, "formula": "sine", "low": -500, "high": 500, "period": 20, "phase": -5}]},
+    "2": {"info": [{"size": 4, "formula": "constant", "value": 1700086400},
+                   {"size": 2, "formula": "constant", "value": 300},
+                   {"size": 10, "text": "Fault"}],
+          "records": 300, "format": [
+      {"size": 2, "formula": "sine", "low": -3000, "high": 3000, "period": 20, "decay": 90},
+      {"size": 2, "formula": "sine", "low": -9000, "high": 9000, "period": 20, "decay": 40}]}}
 }]})";
 
 struct TOptions {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/rtl/uException.h"
+#include "platform/rtl/uFormat.h"
 
 namespace OrvixModBus {
 namespace {
@@ -16,15 +17,12 @@ std::int64_t ToWhole(double value) {
   return std::llround(value);
 }
 
-double CheckPeriod(double period) {
-  if (!(period > 0)) throw EArgumentOutOfRangeException("A period must be above 0 seconds");
-  return period;
+double CheckAboveZero(double value, const char* name) {
+  if (!(value > 0)) throw EArgumentOutOfRangeException(Format("A %s must be above 0", {name}));
+  return value;
 }
 
-double CheckDecay(double decay) {
-  if (!(decay > 0)) throw EArgumentOutOfRangeException("A decay must be above 0 seconds");
-  return decay;
-}
+double CheckPeriod(double period) { return CheckAboveZero(period, "period"); }
 
 }  // namespace
 
@@ -41,12 +39,12 @@ TFormula CounterFormula(double from, double step, double period) {
 }
 
 TFormula SineFormula(double low, double high, double period, double phase, double decay) {
-  return
-      [=, period = CheckPeriod(period), decay = CheckDecay(decay)](std::uint32_t, double seconds) {
-        const double turn = 2 * std::numbers::pi * (seconds + phase) / period;
-        const double swing = (high - low) / 2 * std::exp(-seconds / decay);
-        return ToWhole((low + high) / 2 + swing * std::sin(turn));
-      };
+  return [=, period = CheckPeriod(period), decay = CheckAboveZero(decay, "decay")](std::uint32_t,
+                                                                                   double seconds) {
+    const double turn = 2 * std::numbers::pi * (seconds + phase) / period;
+    const double swing = (high - low) / 2 * std::exp(-seconds / decay);
+    return ToWhole((low + high) / 2 + swing * std::sin(turn));
+  };
 }
 
 TFormula ToggleFormula(double period) { return CycleFormula({0, 1}, period); }

@@ -10,6 +10,8 @@ namespace OrvixModBus {
 
 // Results are rounded to whole numbers.
 
+inline constexpr double kNoDecay = std::numeric_limits<double>::infinity();
+
 /// The same in every cell.
 TFormula ConstantFormula(double value);
 /// from, from + step, from + 2 * step... along the addresses; a misplaced value shows at once.
@@ -19,7 +21,7 @@ TFormula CounterFormula(double from, double step, double period);
 /// Swings between low and high, once in a period of so many seconds; begins in the middle, or as
 /// after a phase of so many seconds. The swing fades, to 37 % (1/e) in a decay of so many seconds.
 TFormula SineFormula(double low, double high, double period, double phase = 0,
-                     double decay = std::numeric_limits<double>::infinity());
+                     double decay = kNoDecay);
 /// 0 and 1 by turns, a period of so many seconds each.
 TFormula ToggleFormula(double period);
 /// One value after the other, a period of so many seconds each, and again. There must be some.

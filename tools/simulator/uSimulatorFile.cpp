@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
@@ -14,6 +15,7 @@
 #include "platform/rtl/uNumText.h"
 #include "platform/rtl/uTextFile.h"
 #include "tools/simulator/uSimulatedFormula.h"
+#include "tools/simulator/uSimulatedRecord.h"
 
 namespace OrvixModBus {
 namespace {
@@ -30,6 +32,7 @@ class TNode {
   [[noreturn]] void Fail(const std::string& what) const { throw Exception(fPlace + " " + what); }
 
   bool IsObject() const { return fValue->is_object(); }
+  bool IsList() const { return fValue->is_array(); }
   std::vector<std::pair<std::string, TNode>> Members() const;
   std::vector<TNode> Items() const;
   /// Of an object; Get fails when there is none of that key.
@@ -39,6 +42,8 @@ class TNode {
 
   std::uint64_t Integer(std::uint64_t least, std::uint64_t greatest) const;
   double Real() const;
+  /// Of an object's member; fallback when there is none of that key, if there is a fallback.
+  double Real(std::string_view key, std::optional<double> fallback = std::nullopt) const;
   bool Boolean() const;
   const std::string& Text() const;
   Bytes HexText() const;
@@ -63,7 +68,7 @@ std::vector<std::pair<std::string, TNode>> TNode::Members() const {
 }
 
 std::vector<TNode> TNode::Items() const {
-  Expect(fValue->is_array(), "a list");
+  Expect(IsList(), "a list");
   std::vector<TNode> items;
   for (const TJson& value : *fValue) items.push_back(Child(value, IntToStr(std::ssize(items))));
   return items;
@@ -100,6 +105,11 @@ double TNode::Real() const {
   return fValue->get<double>();
 }
 
+double TNode::Real(std::string_view key, std::optional<double> fallback) const {
+  const auto member = Find(key);
+  return fallback && !member ? *fallback : Get(key).Real();
+}
+
 bool TNode::Boolean() const {
   Expect(fValue->is_boolean(), "true or false");
   return fValue->get<bool>();
@@ -122,43 +132,64 @@ Bytes TNode::HexText() const {
   return bytes;
 }
 
+// What make makes; a value that it refuses is the node's fault.
+template <typename TMake>
+auto Make(const TNode& node, const TMake& make) {
+  try {
+    return make();
+  } catch (const EArgumentOutOfRangeException& error) {
+    node.Fail(std::string("is wrong: ") + error.what());
+  }
+}
+
+std::vector<double> ReadReals(const TNode& node) {
+  std::vector<double> values;
+  for (const TNode& item : node.Items()) values.push_back(item.Real());
+  return values;
+}
+
 struct TFormulaForm {
-  using TArguments = std::vector<double>;
   std::string_view Name;
-  TKeys Arguments;
-  TFormula (*Make)(const TArguments&);
+  TKeys Keys;
+  TFormula (*Make)(const TNode&);
 };
 
-const std::array<TFormulaForm, 5>& FormulaForms() {
-  using TArguments = TFormulaForm::TArguments;
-  static const std::array<TFormulaForm, 5> kForms{{
-      {"constant", {"value"}, [](const TArguments& a) { return ConstantFormula(a[0]); }},
-      {"ramp", {"from", "step"}, [](const TArguments& a) { return RampFormula(a[0], a[1]); }},
+const std::array<TFormulaForm, 6>& FormulaForms() {
+  static const std::array<TFormulaForm, 6> kForms{{
+      {"constant", {"value"}, [](const TNode& n) { return ConstantFormula(n.Real("value")); }},
+      {"ramp",
+       {"from", "step"},
+       [](const TNode& n) { return RampFormula(n.Real("from"), n.Real("step")); }},
       {"counter",
        {"from", "step", "period"},
-       [](const TArguments& a) { return CounterFormula(a[0], a[1], a[2]); }},
+       [](const TNode& n) {
+         return CounterFormula(n.Real("from"), n.Real("step"), n.Real("period"));
+       }},
       {"sine",
-       {"low", "high", "period"},
-       [](const TArguments& a) { return SineFormula(a[0], a[1], a[2]); }},
-      {"toggle", {"period"}, [](const TArguments& a) { return ToggleFormula(a[0]); }},
+       {"low", "high", "period", "phase", "decay"},
+       [](const TNode& n) {
+         return SineFormula(n.Real("low"), n.Real("high"), n.Real("period"), n.Real("phase", 0),
+                            n.Real("decay", kNoDecay));
+       }},
+      {"toggle", {"period"}, [](const TNode& n) { return ToggleFormula(n.Real("period")); }},
+      {"cycle",
+       {"values", "period"},
+       [](const TNode& n) {
+         return CycleFormula(ReadReals(n.Get("values")), n.Real("period", 1));
+       }},
   }};
   return kForms;
 }
 
-TFormula ReadFormula(const TNode& node) {
+// The formula of an object that has other keys, too.
+TFormula ReadFormula(const TNode& node, TKeys keys) {
   const TNode name = node.Get("formula");
   const auto form = std::ranges::find(FormulaForms(), name.Text(), &TFormulaForm::Name);
   if (form == FormulaForms().end()) name.Fail("is no known formula");
-  TKeys keys = form->Arguments;
-  keys.insert(keys.end(), {"formula", "count"});
+  keys.push_back("formula");
+  keys.insert(keys.end(), form->Keys.begin(), form->Keys.end());
   node.AllowKeys(keys);
-  TFormulaForm::TArguments arguments;
-  for (const std::string_view key : form->Arguments) arguments.push_back(node.Get(key).Real());
-  try {
-    return form->Make(arguments);
-  } catch (const EArgumentOutOfRangeException& error) {
-    node.Fail(std::string("is wrong: ") + error.what());
-  }
+  return Make(node, [&] { return form->Make(node); });
 }
 
 constexpr std::uint32_t kWordMax = 0xFFFF;
@@ -193,10 +224,12 @@ std::vector<std::uint32_t> ReadValues(const TNode& node, const TTableForm& form)
 }
 
 // The number that a member's key is.
-std::uint32_t ReadKey(const std::string& key, const TNode& node, std::uint32_t greatest) {
+std::uint32_t ReadKey(const std::string& key, const TNode& node, std::uint32_t greatest,
+                      std::uint32_t least = 0) {
   std::int32_t number = 0;
-  if (!TryStrToInt(key, number) || number < 0 || std::cmp_greater(number, greatest)) {
-    node.Fail(Format("must have a key of 0 to %u", {greatest}));
+  if (!TryStrToInt(key, number) || std::cmp_less(number, least) ||
+      std::cmp_greater(number, greatest)) {
+    node.Fail(Format("must have a key of %u to %u", {least, greatest}));
   }
   return static_cast<std::uint32_t>(number);
 }
@@ -207,7 +240,7 @@ void ReadRange(const std::string& key, const TNode& node, const TTableForm& form
   const std::uint32_t room = form.GreatestAddress - start + 1;
   if (node.IsObject()) {
     const auto count = static_cast<std::uint32_t>(node.Get("count").Integer(1, room));
-    table.SetFormula(start, count, ReadFormula(node));
+    table.SetFormula(start, count, ReadFormula(node, {"count"}));
   } else {
     const auto values = ReadValues(node, form);
     if (values.size() > room) node.Fail(Format("runs past address %u", {form.GreatestAddress}));
@@ -233,6 +266,89 @@ void ReadFiles(const TNode& node, TSimulatedDevice& device) {
   }
 }
 
+std::endian ReadOrder(const TNode& node) {
+  if (node.Text() == "big") return std::endian::big;
+  if (node.Text() == "little") return std::endian::little;
+  node.Fail("must be \"big\" or \"little\"");
+}
+
+TRecordField ReadField(const TNode& node, std::size_t longest) {
+  const TNode size = node.Get("size");
+  if (const auto text = node.Find("text")) {
+    node.AllowKeys({"size", "text"});
+    return Make(*text, [&] { return TextField(size.Integer(1, longest), text->Text()); });
+  }
+  const auto order = node.Find("order");
+  TFormula formula = ReadFormula(node, {"size", "order"});
+  return NumberField(size.Integer(1, 8), std::move(formula),
+                     order ? ReadOrder(*order) : std::endian::big);
+}
+
+void CheckLength(const TNode& node, const Bytes& bytes, std::size_t longest) {
+  if (bytes.empty() || bytes.size() > longest)
+    node.Fail(Format("must be 1 to %u bytes", {longest}));
+}
+
+std::vector<Bytes> ReadFormat(const TNode& node, std::uint32_t count, std::size_t longest) {
+  TRecordFormat format;
+  for (const TNode& field : node.Items()) format.push_back(ReadField(field, longest));
+  CheckLength(node, FormRecords(format, 1).front(), longest);
+  return FormRecords(format, count);
+}
+
+Bytes ReadRecord(const TNode& node, std::size_t longest) {
+  Bytes record = node.HexText();
+  CheckLength(node, record, longest);
+  return record;
+}
+
+// The records of a log or an oscillogram: so many of a format, or a list of their bytes.
+std::vector<Bytes> ReadRecordsOf(const TNode& node, std::size_t longest) {
+  const TNode records = node.Get("records");
+  if (const auto format = node.Find("format")) {
+    const auto count = static_cast<std::uint32_t>(records.Integer(0, kWordMax));
+    return ReadFormat(*format, count, longest);
+  }
+  std::vector<Bytes> list;
+  for (const TNode& record : records.Items()) list.push_back(ReadRecord(record, longest));
+  return list;
+}
+
+std::optional<std::uint16_t> ReadTotal(const TNode& node) {
+  const auto total = node.Find("total");
+  if (!total) return std::nullopt;
+  return static_cast<std::uint16_t>(total->Integer(0, kWordMax));
+}
+
+// What a reply has room for: PDU without function code, and without the head of records of $41.
+constexpr std::size_t kLongestRecord = 252;
+constexpr std::size_t kLongestOscillogramRecord = 248;
+
+void ReadLogs(const TNode& node, TSimulatedDevice& device) {
+  for (const auto& [key, log] : node.Members()) {
+    const auto function = static_cast<std::uint8_t>(ReadKey(key, log, 0xFF));
+    if (function != 0x20 && function != 0x24) log.Fail("must have a key of 0x20 or 0x24");
+    log.AllowKeys({"total", "records", "format"});
+    device.Logs[function] = {ReadRecordsOf(log, kLongestRecord), ReadTotal(log)};
+  }
+}
+
+Bytes ReadInfo(const TNode& node) {
+  if (node.IsList()) return ReadFormat(node, 1, kLongestRecord).front();
+  return ReadRecord(node, kLongestRecord);
+}
+
+void ReadOscillograms(const TNode& node, TSimulatedDevice& device) {
+  device.OscillogramTotal = ReadTotal(node);
+  for (const auto& [key, oscillogram] : node.Members()) {
+    if (key == "total") continue;
+    const auto number = static_cast<std::uint8_t>(ReadKey(key, oscillogram, 0xFF, 1));
+    oscillogram.AllowKeys({"info", "records", "format"});
+    device.Oscillograms[number] = {ReadInfo(oscillogram.Get("info")),
+                                   ReadRecordsOf(oscillogram, kLongestOscillogramRecord)};
+  }
+}
+
 TSimulatedIdentity ReadIdentity(const TNode& node) {
   node.AllowKeys({"id", "text", "running"});
   TSimulatedIdentity identity;
@@ -243,7 +359,7 @@ TSimulatedIdentity ReadIdentity(const TNode& node) {
 }
 
 void ReadServer(const TNode& node, TSimulatedDevice& device) {
-  TKeys keys{"address", "files", "identity"};
+  TKeys keys{"address", "files", "identity", "logs", "oscillograms"};
   for (const TTableForm& form : kTables) {
     keys.push_back(form.Key);
     const auto table = node.Find(form.Key);
@@ -254,6 +370,8 @@ void ReadServer(const TNode& node, TSimulatedDevice& device) {
   }
   node.AllowKeys(keys);
   if (const auto files = node.Find("files")) ReadFiles(*files, device);
+  if (const auto logs = node.Find("logs")) ReadLogs(*logs, device);
+  if (const auto oscillograms = node.Find("oscillograms")) ReadOscillograms(*oscillograms, device);
   if (const auto identity = node.Find("identity")) device.Identity = ReadIdentity(*identity);
 }
 

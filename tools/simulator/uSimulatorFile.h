@@ -20,7 +20,13 @@ inline constexpr std::string_view kSimulatorFileForm = R"(The file is JSON; it m
     "extended": {"1": [4294967295]},          // four bytes each; $21
     "paged":    {"0x10000": "00 11 22 FF"},   // bytes as hexadecimal text; $43 $44 $65 $66
     "files":    {"5": {"0": "00 01 02 03"}},  // by file and record, bytes of registers; $14
-    "identity": {"id": "0A 0B", "text": "Pump", "running": true}  // $11
+    "identity": {"id": "0A 0B", "text": "Pump", "running": true},  // $11
+    "logs": {"0x20": {"total": 1200, "records": 240, "format": [  // $20 $24
+      {"size": 4, "formula": "ramp", "from": 1700000000, "step": 60},
+      {"size": 2, "formula": "sine", "low": -40, "high": 60, "period": 24, "order": "little"},
+      {"size": 8, "text": "Pump 1"}]}},
+    "oscillograms": {"total": 9, "1": {"info": "00 C8", "records": 400, "format": [  // $41
+      {"size": 2, "formula": "sine", "low": -900, "high": 900, "period": 20, "decay": 150}]}}
   }],
   "faults": [
     {"address": 1, "function": 3, "requests": [5, 8], "fault": "silence"},
@@ -29,14 +35,22 @@ inline constexpr std::string_view kSimulatorFileForm = R"(The file is JSON; it m
   ]
 }
 Only "servers", an "address" and a "fault" must be there. A table's keys are first addresses,
-those of "files" are file and record numbers, decimal or hexadecimal ("0x10", "$10"). Addresses,
-files and records that are not named answer exception 2.
-In place of its values a range may have a formula; periods are in seconds:
+those of "files" file and record numbers, of "logs" the functions 0x20 and 0x24, of "oscillograms"
+their numbers from 1, decimal or hexadecimal ("0x10", "$10"). Addresses, files and records that are
+not named answer exception 2, functions of logs that are not there exception 1.
+In place of its values a range may have a formula; periods, phase and decay are in seconds:
   {"count": 10, "formula": "constant", "value": 7}
   {"count": 10, "formula": "ramp", "from": 0, "step": 1}    along the addresses
   {"count": 1, "formula": "counter", "from": 0, "step": 1, "period": 0.5}
   {"count": 1, "formula": "sine", "low": -100, "high": 100, "period": 10}
+    and "phase", which puts it so much ahead, and "decay", in which the swing fades to 37 %
   {"count": 1, "formula": "toggle", "period": 1}    0 and 1 by turns
+  {"count": 1, "formula": "cycle", "values": [1, 2, 5], "period": 1}    by turns
+"records" of a log or an oscillogram is a list of their bytes, ["00 01", "00 02"], or how many the
+"format" makes; "total" says how many there ever were. A format is a list of fields: a number, of
+1 to 8 bytes, the high byte first or in "order" "little", by a formula in which addresses and
+seconds are records, so that a ramp makes time stamps; or a text with blanks behind it. An "info",
+the description of an oscillogram, is bytes as hexadecimal text or a format, too.
 The first fault that fits a request befalls it. "address" 0 means broadcasts, "requests" the first
 and last by their number from 1; what is left out fits all.
 )";
