@@ -273,15 +273,16 @@ std::endian ReadOrder(const TNode& node) {
 }
 
 TRecordField ReadField(const TNode& node, std::size_t longest) {
-  const TNode size = node.Get("size");
+  const auto size = [size = node.Get("size")](std::size_t greatest) {
+    return static_cast<std::size_t>(size.Integer(1, greatest));
+  };
   if (const auto text = node.Find("text")) {
     node.AllowKeys({"size", "text"});
-    return Make(*text, [&] { return TextField(size.Integer(1, longest), text->Text()); });
+    return Make(*text, [&] { return TextField(size(longest), text->Text()); });
   }
   const auto order = node.Find("order");
   TFormula formula = ReadFormula(node, {"size", "order"});
-  return NumberField(size.Integer(1, 8), std::move(formula),
-                     order ? ReadOrder(*order) : std::endian::big);
+  return NumberField(size(8), std::move(formula), order ? ReadOrder(*order) : std::endian::big);
 }
 
 void CheckLength(const TNode& node, const Bytes& bytes, std::size_t longest) {
