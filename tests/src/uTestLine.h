@@ -40,6 +40,9 @@ class TTestLine {
     fQueue->Complete(index, TServerReply::srNormalReply, frame);
   }
   void Fail(int index, TServerReply kind) { fQueue->Complete(index, kind); }
+  /// The same for the request that was queued last.
+  void ReplyLast(const Bytes& reply) { Reply(fQueue->Count() - 1, reply); }
+  void FailLast(TServerReply kind) { Fail(fQueue->Count() - 1, kind); }
   TRecordedQueue& Queue() { return *fQueue; }
   /// The requests since the last call, function code and data.
   std::vector<std::string> TakeRequests() { return std::exchange(requests, {}); }
