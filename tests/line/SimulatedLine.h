@@ -2,6 +2,7 @@
 // SimulatedLine: a client on a real serial port whose other end is the simulator.
 
 #include <chrono>
+#include <vector>
 
 #include "tools/simulator/uPseudoTerminal.h"
 #include "tools/simulator/uSimulatorThread.h"
@@ -32,6 +33,20 @@ class TSimulatedLine {
   bool RunDry(std::chrono::seconds limit = kLineLimit) {
     return TLoop::Current().RunUntil([this] { return Client.CountPendingTransactions() == 0; },
                                      limit);
+  }
+
+  /// From now on what the device is asked can be taken.
+  void KeepJournal() {
+    const auto lock = Thread.Lock();
+    Simulator.KeepsJournal = true;
+  }
+  /// The requests since the last call, function code and data.
+  std::vector<Bytes> TakeRequests() {
+    const auto lock = Thread.Lock();
+    std::vector<Bytes> requests;
+    for (const TJournalEntry& entry : Simulator.Journal) requests.push_back(entry.Request);
+    Simulator.Journal.clear();
+    return requests;
   }
 
   TSimulator Simulator;

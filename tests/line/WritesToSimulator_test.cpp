@@ -137,8 +137,8 @@ class WritesToSimulator : public testing::Test {
  protected:
   WritesToSimulator() {
     fLetter.SetClient(&fLine.Client);
+    fLine.KeepJournal();
     const auto lock = fLine.Thread.Lock();
-    fLine.Simulator.KeepsJournal = true;
     TSimulatedDevice& device = Device();
     const std::vector<std::uint32_t> zeros(2000);
     device.Coils.Set(0, zeros);
@@ -147,13 +147,6 @@ class WritesToSimulator : public testing::Test {
   }
 
   TSimulatedDevice& Device() { return fLine.Simulator.Device(kDevice); }
-  std::vector<Bytes> TakeRequests() {
-    const auto lock = fLine.Thread.Lock();
-    std::vector<Bytes> requests;
-    for (const TJournalEntry& entry : fLine.Simulator.Journal) requests.push_back(entry.Request);
-    fLine.Simulator.Journal.clear();
-    return requests;
-  }
 
   void ExpectHeldAsWritten(const TMBLetter& letter) {
     const auto lock = fLine.Thread.Lock();
@@ -191,11 +184,11 @@ TEST_F(WritesToSimulator, AThousandRandomLettersArriveByteForByteAndReadBack) {
     const std::vector<Bytes> expected = WritesByTheRules(letter.Regs());
     letter.WriteAllRegs();
     ASSERT_TRUE(fLine.RunDry());
-    ASSERT_EQ(TakeRequests(), expected);
+    ASSERT_EQ(fLine.TakeRequests(), expected);
     ASSERT_TRUE(letter.ChekAllRegsResive());
     ASSERT_NO_FATAL_FAILURE(ExpectHeldAsWritten(letter));
     ASSERT_NO_FATAL_FAILURE(ExpectReadBackAsWritten(letter));
-    TakeRequests();
+    fLine.TakeRequests();
   }
 }
 
@@ -244,7 +237,7 @@ TEST_F(WritesToSimulator, FileRecordsOfAStructureComeInGroups) {
   ASSERT_TRUE(fLine.RunDry());
   ASSERT_EQ(records.size(), 31u);
   for (std::uint8_t n = 0; n < 31; ++n) EXPECT_EQ(records[n], Bytes(14, n));
-  EXPECT_EQ(TakeRequests().size(), 3u);
+  EXPECT_EQ(fLine.TakeRequests().size(), 3u);
 }
 
 TEST_F(WritesToSimulator, AMissingRecordRefusesTheWholeRequest) {
@@ -271,7 +264,7 @@ TEST_F(WritesToSimulator, AnEmptyListIsRefusedByTheDevice) {
   fLine.Client.ReadFileRecord({}, nullptr);
   ASSERT_TRUE(fLine.RunDry());
   EXPECT_THAT(kinds, ElementsAre(TServerReply::srExceptionReply));
-  EXPECT_THAT(TakeRequests(), ElementsAre(Bytes{0x14, 0x00}));
+  EXPECT_THAT(fLine.TakeRequests(), ElementsAre(Bytes{0x14, 0x00}));
 }
 
 TEST_F(WritesToSimulator, IdentityAndConfirmation) {
@@ -286,7 +279,7 @@ TEST_F(WritesToSimulator, IdentityAndConfirmation) {
   fLine.Client.ConfirmComandDX517();
   ASSERT_TRUE(fLine.RunDry());
   EXPECT_EQ(identity, (Bytes{0x0A, 0xFF, 'P', 'u', 'm', 'p'}));
-  EXPECT_THAT(TakeRequests(), ElementsAre(Bytes{0x11}, Bytes{0x67, 0x02, 0xFD, 0xFF, 0x00}));
+  EXPECT_THAT(fLine.TakeRequests(), ElementsAre(Bytes{0x11}, Bytes{0x67, 0x02, 0xFD, 0xFF, 0x00}));
 }
 
 }  // namespace
