@@ -5,15 +5,17 @@
 #include "catalogue.h"
 #include "letters_setup.h"
 #include "outcome.h"
+#include "platform/rtl/uBeep.h"
 #include "platform/rtl/uNumText.h"
 
 namespace OrvixModBus::Vectors {
 namespace {
 
 const TStepOperation* FindStepOperation(const std::string& name) {
-  for (const TStepOperations* table : {&ClientSteps(), &PropertySteps(), &RegisterSteps(),
-                                       &SetSteps(), &LetterSteps(), &WritingSteps(), &DriverSteps(),
-                                       &EmulatorSteps(), &CustomFunctionSteps(), &DesignSteps()}) {
+  for (const TStepOperations* table :
+       {&ClientSteps(), &PropertySteps(), &RegisterSteps(), &SetSteps(), &LetterSteps(),
+        &WritingSteps(), &DriverSteps(), &EmulatorSteps(), &CustomFunctionSteps(), &DesignSteps(),
+        &ToolSteps(), &AutoFillSteps()}) {
     if (const auto found = table->find(name); found != table->end()) return &found->second;
   }
   return nullptr;
@@ -32,9 +34,11 @@ void RefuseUnknown(const Json& steps, const std::string& place) {
 }  // namespace
 
 TScenario::TScenario(const Json& setup) : fLoopBefore(TLoop::SetCurrent(&fLoop)) {
+  SetBeep([this] { Effect("beep"); });
   try {
     SetUp(setup);
   } catch (...) {
+    SetBeep({});
     TLoop::SetCurrent(fLoopBefore);
     throw;
   }
@@ -46,6 +50,7 @@ TScenario::~TScenario() {
   Drivers.clear();
   while (!fComponents.empty()) fComponents.pop_back();
   fRegs.clear();
+  SetBeep({});
   TLoop::SetCurrent(fLoopBefore);
 }
 

@@ -33,6 +33,8 @@ const TStepOperations& LetterSteps();
 const TStepOperations& WritingSteps();
 const TStepOperations& DriverSteps();
 const TStepOperations& EmulatorSteps();
+const TStepOperations& ToolSteps();
+const TStepOperations& AutoFillSteps();
 const TStepOperations& CustomFunctionSteps();
 const TStepOperations& DesignSteps();
 
@@ -63,8 +65,9 @@ class TScenario {
     React(id, event);
   }
   /// The effect "cb"; then plays what the set-up wants played at it.
-  void Callback(const std::string& id, const std::string& name) {
-    Effect("cb", id, name);
+  template <class... TArgs>
+  void Callback(const std::string& id, const std::string& name, const TArgs&... args) {
+    Effect("cb", id, name, args...);
     React(id, name);
   }
   /// The step's result.
@@ -107,6 +110,8 @@ class TScenario {
 
   /// The drivers by their ids; they are no components.
   std::map<std::string, std::unique_ptr<TMBLetterReadWriter>> Drivers;
+  /// The register containers and sorters, likewise.
+  std::map<std::string, std::unique_ptr<TObject>> Tools;
 
   // Registers.
 

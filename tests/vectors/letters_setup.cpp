@@ -311,6 +311,7 @@ const std::vector<TSetupPart>& SetupParts() {
       {"letters", "[]", AddLetters},
       {"regs", "[]", AddLooseRegs},
       {"fns", "[]", AddFunctions},
+      {"autofills", "[]", AddAutoFills},
       {"emuls", "[]", AddEmulators},
       {"emul", "{}", AssignAllEmulData},
   };

@@ -14,6 +14,8 @@ struct TSetupPart {
   void (*Create)(TScenario&, const TField& value);
 };
 
+void AddAutoFills(TScenario& scenario, const TField& list);
+
 /// In the order of creation.
 const std::vector<TSetupPart>& SetupParts();
 
