@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+
 #include "SimulatedLine.h"
 #include "platform/rtl/uException.h"
-#include "tools/simulator/uSimulatedFormula.h"
 #include "tools/simulator/uSimulatedRecord.h"
 #include "uMBLogCustomFunctions.h"
 #include "uMBOscilCustomFunctions.h"
