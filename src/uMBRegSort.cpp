@@ -52,10 +52,11 @@ std::string ImageText(std::int64_t image, int bytes) {
   return text;
 }
 
-/// A stable merge sort that stays inside the list whatever the comparer says: the differences of
+/// A stable merge sort that stays inside the list whatever isBefore says: the differences of
 /// addresses that lie far apart are no order.
-void SortBy(const TMBRegComparer& comparer, TMBRegList& list) {
-  TMBRegList merged(list.size());
+template <class TItem, class TIsBefore>
+void MergeSort(std::vector<TItem>& list, TIsBefore isBefore) {
+  std::vector<TItem> merged(list.size());
   for (std::size_t run = 1; run < list.size(); run *= 2) {
     for (std::size_t begin = 0; begin < list.size(); begin += 2 * run) {
       const std::size_t middle = std::min(begin + run, list.size());
@@ -63,9 +64,8 @@ void SortBy(const TMBRegComparer& comparer, TMBRegList& list) {
       std::size_t left = begin;
       std::size_t right = middle;
       for (std::size_t i = begin; i < end; ++i) {
-        const bool takeLeft =
-            right == end || (left < middle && comparer.Compare(*list[left], *list[right]) <= 0);
-        merged[i] = list[takeLeft ? left++ : right++];
+        const bool takeLeft = right == end || (left < middle && !isBefore(list[right], list[left]));
+        merged[i] = std::move(list[takeLeft ? left++ : right++]);
       }
     }
     std::swap(list, merged);
@@ -76,6 +76,7 @@ void SortBy(const TMBRegComparer& comparer, TMBRegList& list) {
 
 void TMBRegNameDic::AddList(const TMBRegs& regs, bool clear, const TConfirmStrFunc& confirm) {
   if (clear) Clear();
+  Reserve(regs.Count());
   const TRef<TMBRegNameDic> self(this);
   for (const TRef<TMBReg>& reg : RefsOf(regs.RegList())) {
     const bool wanted = reg && IsConfirmed(reg, confirm);
@@ -93,12 +94,15 @@ void TMBRegContainer::AddReg(TMBReg& reg, const TConfirmStrFunc& confirm, std::i
   const TRef<TMBRegContainer> self(this);
   if (!IsConfirmed(&reg, confirm) || !self) return;
   if ((flags & kNames) != 0) fNames.TryAdd(reg.Name(), reg);
-  if ((flags & kValues) != 0 && fValues.TryGetValue(reg) == nullptr) fValues.AddOrSetValue(reg, 0);
+  if ((flags & kValues) != 0) fValues.GetOrAdd(reg);
   if ((flags & kAdresses) != 0) fAdresses.TryAdd(reg.Adress(), reg);
 }
 
 void TMBRegContainer::AddList(const TMBRegs& regs, bool clear, const TConfirmStrFunc& confirm) {
   if (clear) Clear(kAll);
+  fNames.Reserve(regs.Count());
+  fValues.Reserve(regs.Count());
+  fAdresses.Reserve(regs.Count());
   const TRef<TMBRegContainer> self(this);
   for (const TRef<TMBReg>& reg : RefsOf(regs.RegList())) {
     if (!self) return;
@@ -115,17 +119,16 @@ void TMBRegContainer::Clear(std::int32_t flags) {
 bool TMBRegContainer::AddValue(const std::string& name, const std::string& value,
                                std::int32_t bitIndex) {
   TMBReg* const reg = fNames.TryGetValue(name);
-  const std::int64_t* const image = reg != nullptr ? fValues.TryGetValue(*reg) : nullptr;
+  std::int64_t* const image = reg != nullptr ? fValues.TryGetValue(*reg) : nullptr;
   if (image == nullptr) return false;
   if (bitIndex >= 0) {
     if (reg->RegType() != TRegType::rtBin || bitIndex >= kImageBits) return false;
-    if (StrToIntDef(value, -1) == 1) fValues.AddOrSetValue(*reg, WithBit(*image, bitIndex));
+    if (StrToIntDef(value, -1) == 1) *image = WithBit(*image, bitIndex);
     return true;
   }
   const TMBRegTypeColItem* const type = reg->GetRegTypeItem();
   if (type == nullptr) return false;
-  const Bytes data = type->StrToData(value, static_cast<std::uint8_t>(BytesOf(*reg)));
-  fValues.AddOrSetValue(*reg, WithBytes(*image, data));
+  *image = WithBytes(*image, type->StrToData(value, static_cast<std::uint8_t>(BytesOf(*reg))));
   return true;
 }
 
@@ -166,7 +169,7 @@ TMBReg* TMBRegSorter::GetItemReg(int index) const {
   if (index < 0 || index >= Count()) {
     throw EListError("List index out of bounds (" + std::to_string(index) + ")");
   }
-  return fRegs[static_cast<std::size_t>(index)].Get();
+  return fPlaces[static_cast<std::size_t>(index)].Reg.Get();
 }
 
 void TMBRegSorter::AddList(const TMBRegs& regs, bool clear) {
@@ -181,33 +184,30 @@ void TMBRegSorter::AddListByArray(const TMBRegs& regs, std::span<const std::stri
 }
 
 void TMBRegSorter::Sort() {
-  TMBRegList regs = Alive();
-  SortBy(fComparer, regs);
-  fRegs = RefsOf(regs);
+  Refresh();
+  MergeSort(fPlaces, [this](const TPlace& left, const TPlace& right) {
+    return fComparer.Compare(*left.Reg, *right.Reg) < 0;
+  });
 }
 
 void TMBRegSorter::Add(const TMBRegList& added) {
-  TMBRegList regs = Alive();
+  Refresh();
   // Out of order only when a register has got another address since.
-  if (!std::ranges::is_sorted(regs, {}, &TMBReg::Adress)) {
-    std::ranges::stable_sort(regs, {}, &TMBReg::Adress);
+  if (!std::ranges::is_sorted(fPlaces, {}, &TPlace::Adress)) {
+    std::ranges::stable_sort(fPlaces, {}, &TPlace::Adress);
   }
-  const auto middle = static_cast<std::ptrdiff_t>(regs.size());
-  regs.insert(regs.end(), added.begin(), added.end());
-  std::ranges::stable_sort(regs.begin() + middle, regs.end(), {}, &TMBReg::Adress);
-  std::ranges::inplace_merge(regs, regs.begin() + middle, {}, &TMBReg::Adress);
-  const auto isTwin = [](const TMBReg* a, const TMBReg* b) { return a->Adress() == b->Adress(); };
-  regs.erase(std::unique(regs.begin(), regs.end(), isTwin), regs.end());
-  fRegs = RefsOf(regs);
+  const auto known = static_cast<std::ptrdiff_t>(fPlaces.size());
+  for (TMBReg* reg : added) fPlaces.push_back({reg->Adress(), reg});
+  std::ranges::stable_sort(fPlaces.begin() + known, fPlaces.end(), {}, &TPlace::Adress);
+  std::ranges::inplace_merge(fPlaces, fPlaces.begin() + known, {}, &TPlace::Adress);
+  const auto isTwin = [](const TPlace& a, const TPlace& b) { return a.Adress == b.Adress; };
+  fPlaces.erase(std::unique(fPlaces.begin(), fPlaces.end(), isTwin), fPlaces.end());
 }
 
-TMBRegList TMBRegSorter::Alive() const {
-  TMBRegList regs;
-  regs.reserve(fRegs.size());
-  for (const TRef<TMBReg>& reg : fRegs) {
-    if (reg) regs.push_back(reg.Get());
-  }
-  return regs;
+/// Drops registers that have been destroyed, and looks where the others lie now.
+void TMBRegSorter::Refresh() {
+  std::erase_if(fPlaces, [](const TPlace& place) { return !place.Reg; });
+  for (TPlace& place : fPlaces) place.Adress = place.Reg->Adress();
 }
 
 TMBRegBitSorter::TMBRegBitSorter(char32_t separator) {
@@ -258,11 +258,9 @@ std::size_t TMBRegBitSorter::RegPartLength(const std::string& entry) const {
 }
 
 void TMBRegBitSorter::NoteBit(TMBReg& reg, std::uint8_t bit) {
-  Bytes bits = GetBitNums(reg);
+  Bytes& bits = fBits.GetOrAdd(reg);
   const auto place = std::ranges::lower_bound(bits, bit);
-  if (place != bits.end() && *place == bit) return;
-  bits.insert(place, bit);
-  fBits.AddOrSetValue(reg, std::move(bits));
+  if (place == bits.end() || *place != bit) bits.insert(place, bit);
 }
 
 }  // namespace OrvixModBus

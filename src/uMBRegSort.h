@@ -46,6 +46,8 @@ class TMBRegDic : public TObject {
     return found != fItems.end() ? found->second.Get() : nullptr;
   }
   void Clear() { fItems.clear(); }
+  /// Makes room for as many more.
+  void Reserve(int count) { fItems.reserve(fItems.size() + static_cast<std::size_t>(count)); }
   /// Number of keys, those whose register has been destroyed included.
   int Count() const { return static_cast<int>(fItems.size()); }
   /// All registers in ascending order of the keys.
@@ -83,14 +85,24 @@ class TMBRegNameDic : public TMBRegDic<std::string> {
 template <class TValue>
 class TMBRegValues : public TObject {
  public:
-  /// The register's value; nil when it has none. Valid until changed.
+  /// The register's value; nil when it has none. Valid until this is changed.
   const TValue* TryGetValue(const TMBReg& reg) const {
     const auto found = fItems.find(&reg);
     // Another register may have stood at its place in memory.
     return found != fItems.end() && found->second.Reg ? &found->second.Value : nullptr;
   }
-  void AddOrSetValue(TMBReg& reg, TValue value) { fItems[&reg] = {&reg, std::move(value)}; }
+  TValue* TryGetValue(const TMBReg& reg) {
+    return const_cast<TValue*>(std::as_const(*this).TryGetValue(reg));
+  }
+  /// The register's value, a new TValue() when it has none.
+  TValue& GetOrAdd(TMBReg& reg) {
+    TItem& item = fItems[&reg];
+    if (!item.Reg) item = {&reg, TValue()};
+    return item.Value;
+  }
   void Clear() { fItems.clear(); }
+  /// Makes room for as many more.
+  void Reserve(int count) { fItems.reserve(fItems.size() + static_cast<std::size_t>(count)); }
 
  private:
   struct TItem {
@@ -157,8 +169,8 @@ class TMBRegComparer : public TObject {
 /// at once costs n log n.
 class TMBRegSorter : public TObject {
  public:
-  virtual void Clear() { fRegs.clear(); }
-  int Count() const { return static_cast<int>(fRegs.size()); }
+  virtual void Clear() { fPlaces.clear(); }
+  int Count() const { return static_cast<int>(fPlaces.size()); }
   /// Nil for a register that has been destroyed; EListError past the end.
   TMBReg* GetItemReg(int index) const;
 
@@ -174,9 +186,16 @@ class TMBRegSorter : public TObject {
   void Add(const TMBRegList& added);
 
  private:
-  TMBRegList Alive() const;
+  /// A register and the address that it had when it was put in order: most comparisons then need
+  /// not look at the register, which lies elsewhere in memory.
+  struct TPlace {
+    std::uint32_t Adress;
+    TRef<TMBReg> Reg;
+  };
 
-  std::vector<TRef<TMBReg>> fRegs;
+  void Refresh();
+
+  std::vector<TPlace> fPlaces;
   TMBRegComparer fComparer;
 };
 
