@@ -1,9 +1,12 @@
 #include "Plant.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numbers>
 #include <string_view>
 
 #include "tools/simulator/uSimulatedFormula.h"
+#include "tools/simulator/uSimulatedRecord.h"
 
 namespace OrvixModBus {
 namespace {
@@ -25,6 +28,7 @@ constexpr TNumberRow kNumbers[] = {
     {"Hours", 0, 4294967295.0, 4, 0, 0.1, 0.1, "%.1f"},
     {"Count", 0, 4294967295.0, 4, 0, 1, 1, ""},
     {"Word", 0, 65535, 2, 0, 1, 1, ""},
+    {"Wave", -10000, 10000, 2, 0, 0.1, 0.1, "%.1f"},  // signed tenths of a volt or an ampere
 };
 
 struct TRegRow {
@@ -100,18 +104,35 @@ constexpr TSettingRow kSettings[] = {
 };
 
 struct TFieldRow {
+  const char* Structur;
   const char* Name;
   TRegType Kind;
   const char* Type;
   std::int16_t Offset;
   std::uint16_t Size;
+  const char* Unit;
 };
 
-constexpr TFieldRow kServiceFields[] = {
-    {"Date", rtStr, "", 0, 10},
-    {"Technician", rtStr, "", 10, 8},
-    {"Hours", rtNum, "Hours", 18, 4},
-    {"Mode", rtList, "Mode", 22, 2},
+constexpr TFieldRow kFields[] = {
+    {kServiceStructur, "Date", rtStr, "", 0, 10, ""},
+    {kServiceStructur, "Technician", rtStr, "", 10, 8, ""},
+    {kServiceStructur, "Hours", rtNum, "Hours", 18, 4, "h"},
+    {kServiceStructur, "Mode", rtList, "Mode", 22, 2, ""},
+    {kEventStructur, "Time", rtNone, "", 0, 4,
+     ""},  // seconds since 1970, which we decode ourselves
+    {kEventStructur, "Event", rtList, "Event", 4, 2, ""},
+    {kEventStructur, "Feed", rtNum, "Temperature", 6, 2, "°C"},
+    {kEventStructur, "Pressure", rtNum, "Pressure", 8, 2, "bar"},
+    {kEventStructur, "Burner", rtNum, "Percent", 10, 2, "%"},
+    {kCaptureStructur, "Title", rtStr, "", 0, 16, ""},
+    {kCaptureStructur, "Trigger", rtStr, "", 16, 20, ""},
+    {kCaptureStructur, "Interval", rtNum, "Word", 36, 2, "us"},
+    {kCaptureStructur, "Before", rtNum, "Word", 38, 2, ""},  // records before the trigger
+    {kCaptureStructur, "Records", rtNum, "Word", 40, 2, ""},
+    {kSampleStructur, "U1", rtNum, "Wave", 0, 2, "V"},
+    {kSampleStructur, "I1", rtNum, "Wave", 2, 2, "A"},
+    {kSampleStructur, "I2", rtNum, "Wave", 4, 2, "A"},
+    {kSampleStructur, "I3", rtNum, "Wave", 6, 2, "A"},
 };
 
 struct TServiceRow {
@@ -137,15 +158,16 @@ void DescribeRegister(TMBReg& reg, const TRegRow& row) {
   reg.SetCaption(row.Caption);
 }
 
-void DescribeService(TMBRegTypeStructurs& structurs) {
-  for (const TFieldRow& row : kServiceFields) {
+void DescribeStructurs(TMBRegTypeStructurs& structurs) {
+  for (const TFieldRow& row : kFields) {
     TMBRegTypeStructure& field = *structurs.Add();
     field.SetName(row.Name);
-    field.SetStructurName(kServiceStructur);
+    field.SetStructurName(row.Structur);
     field.SetRegType(row.Kind);
     field.SetRegTypeName(row.Type);
     field.SetOffset(row.Offset);
     field.SetSize(row.Size);
+    field.SetCaption(row.Unit);
   }
 }
 
@@ -157,6 +179,58 @@ void BuildServiceLog(TSimulatedFile& file) {
     record.insert(record.end(), std::begin(row.Rest), std::end(row.Rest));
     file.Records[number++] = record;
   }
+}
+
+void BuildEventLog(TSimulatedLog& log, std::uint16_t records) {
+  constexpr double kFirstTime = 1789365600;  // 2026-09-14 06:00
+  log.Records = FormRecords(
+      {
+          NumberField(4, RampFormula(kFirstTime, 1370)),
+          NumberField(2, CycleFormula({0, 5, 1, 0, 2, 3, 1, 0, 4, 1})),
+          NumberField(2, SineFormula(610, 830, 61)),
+          NumberField(2, SineFormula(0x0380, 0x04C0, 23)),
+          NumberField(2, CycleFormula({450, 620, 0, 380, 700, 710, 0, 550, 690, 0})),
+      },
+      records);
+  log.Total = static_cast<std::uint16_t>(records + 1000);
+}
+
+constexpr int kCaptureInterval = 500;  // microseconds
+constexpr int kCaptureBefore = 80;
+constexpr int kCaptureRecords = 400;
+
+// What a pump's motor draws when it is switched on, in tenths: six times as much as later on, and
+// an offset that fades, since a current begins with 0. The voltage sags meanwhile.
+std::int64_t WaveAt(std::uint32_t record, double standing, double atStart, double degrees) {
+  const double seconds = (static_cast<double>(record) - kCaptureBefore) * kCaptureInterval * 1e-6;
+  const double fading = seconds < 0 ? 0 : std::exp(-seconds / 0.05);
+  const double amplitude = standing + (atStart - standing) * fading;
+  const double angle = degrees * std::numbers::pi / 180;
+  const double wave = amplitude * std::sin(2 * std::numbers::pi * 50 * seconds + angle);
+  const double offset = atStart > standing ? -atStart * fading * std::sin(angle) : 0;
+  const std::int64_t tenths = std::llround(10 * (wave + offset));
+  return tenths == -1 ? 0 : tenths;  // all bits set would mean that there is no value
+}
+
+TFormula CurrentFormula(double degrees) {
+  return [degrees](std::uint32_t record, double) -> std::int64_t {
+    return record < kCaptureBefore ? 0 : WaveAt(record, 14, 84, degrees);
+  };
+}
+
+void BuildPumpStart(TSimulatedOscillogram& oscillogram) {
+  oscillogram.Info =
+      FormRecords({TextField(16, "Start of pump 1"), TextField(20, "2026-09-14 06:41:07"),
+                   NumberField(2, ConstantFormula(kCaptureInterval)),
+                   NumberField(2, ConstantFormula(kCaptureBefore)),
+                   NumberField(2, ConstantFormula(kCaptureRecords))},
+                  1)
+          .front();
+  const auto voltage = [](std::uint32_t record, double) { return WaveAt(record, 325, 268, -30); };
+  oscillogram.Records =
+      FormRecords({NumberField(2, voltage), NumberField(2, CurrentFormula(-80)),
+                   NumberField(2, CurrentFormula(160)), NumberField(2, CurrentFormula(40))},
+                  kCaptureRecords);
 }
 
 void Fill(TStringList& lines, std::initializer_list<const char*> texts) {
@@ -229,7 +303,11 @@ void DescribeTypes(TMBTypeInfo& types) {
   TMBRegTypeBin& onOff = *types.TypeBins().Add();
   onOff.SetName("OnOff");
   Fill(onOff.Dictionary(), {"0=off|on"});
-  DescribeService(types.TypeStructurs());
+  TMBRegTypeList& event = *types.TypeLists().Add();
+  event.SetName("Event");
+  Fill(event.Dictionary(), {"0=burner on", "1=burner off", "2=low feed pressure",
+                            "3=feed pressure back", "4=hot water", "5=heating"});
+  DescribeStructurs(types.TypeStructurs());
 }
 
 void DescribeRegisters(TMBRegs& regs, TMBTypeInfo& types) {
@@ -253,7 +331,7 @@ const char* NewSetting(const std::string& name) {
       ->NewValue;
 }
 
-void BuildPlant(TSimulator& simulator) {
+void BuildPlant(TSimulator& simulator, std::uint16_t logRecords) {
   TSimulatedDevice& device = simulator.Device(kPlantAdres);
   BuildHolding(device.Holding);
   BuildInput(device.Input);
@@ -265,6 +343,8 @@ void BuildPlant(TSimulator& simulator) {
   device.Paged.Set(0x020010, Characters("2026-09-14"));
   device.Paged.Set(0x030000, {0, 0});
   BuildServiceLog(device.Files[kServiceFile]);
+  BuildEventLog(device.Logs[0x20], logRecords);
+  BuildPumpStart(device.Oscillograms[1]);
   device.Identity = TSimulatedIdentity{.ServerId = {0x2A}, .Text = "Boiler control BK-2040"};
   // The panel's memory is there, but nobody answers for it.
   simulator.Faults.push_back({.Address = kPlantAdres, .Function = 0x44, .Fault = EFault::Silence});

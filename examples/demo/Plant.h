@@ -27,7 +27,13 @@ inline constexpr std::uint16_t kServiceFile = 5;
 inline constexpr std::uint16_t kServiceRecords = 4;
 inline constexpr char kServiceStructur[] = "Service";  ///< what a record of that file is
 
-/// Builds the device: its tables, values that move with time, and its one dead register.
-void BuildPlant(TSimulator& simulator);
+inline constexpr std::uint16_t kLogRecords = 240;
+inline constexpr char kEventStructur[] = "Event";      ///< what a record of the log is
+inline constexpr char kCaptureStructur[] = "Capture";  ///< what describes an oscillogram
+inline constexpr char kSampleStructur[] = "Sample";    ///< what a record of an oscillogram is
+
+/// Builds the device: its tables, values that move with time, its one dead register, a log of so
+/// many records and an oscillogram.
+void BuildPlant(TSimulator& simulator, std::uint16_t logRecords = kLogRecords);
 
 }  // namespace OrvixModBus

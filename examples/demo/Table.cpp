@@ -1,5 +1,6 @@
 #include "Table.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/rtl/uText.h"
@@ -60,6 +61,22 @@ void PrintTable(const TMBRegs& regs) {
   std::printf("%s%s   %s   %s%s%s\n", Padded("name", 14).c_str(), " address", "func",
               Padded("bytes", 19).c_str(), Padded("value", 31).c_str(), "unit or caption");
   for (const TMBReg* reg : regs.RegList()) PrintRow(*reg);
+}
+
+void PrintColumns(const std::vector<TStringDynArray>& rows) {
+  std::vector<std::size_t> widths;
+  for (const TStringDynArray& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      widths[i] = std::max(widths[i], Utf8Length(row[i]));
+    }
+  }
+  for (const TStringDynArray& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      std::printf("  %s", (i + 1 < row.size() ? Padded(row[i], widths[i]) : row[i]).c_str());
+    }
+    std::printf("\n");
+  }
 }
 
 }  // namespace OrvixModBus

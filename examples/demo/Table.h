@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "uMBLetters.h"
 
@@ -17,5 +18,8 @@ std::string ValueText(const TMBReg& reg);
 
 /// One line per register: name, address, function, raw bytes, value, unit or caption.
 void PrintTable(const TMBRegs& regs);
+
+/// Rows of cells, the columns as wide as their widest cell.
+void PrintColumns(const std::vector<TStringDynArray>& rows);
 
 }  // namespace OrvixModBus

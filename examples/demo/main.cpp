@@ -1,15 +1,17 @@
 // Reads a letter of forty registers from a device over a serial line, shows them, and reads on for
-// a while; then changes settings, and reads a file of records and the device's identity. Without
-// arguments the device is simulated, on a pseudo-terminal.
+// a while; then changes settings, reads a file of records, the device's identity and its log, and
+// draws an oscillogram. Without arguments the device is simulated, on a pseudo-terminal.
 
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
 
 #include "Plant.h"
+#include "Recordings.h"
 #include "Table.h"
 #include "Writing.h"
 #include "tools/simulator/uPseudoTerminal.h"
@@ -34,22 +36,27 @@ struct TOptions {
   std::string Parity = "even";
   std::uint8_t Adres = kPlantAdres;
   double Seconds = 5;
+  std::uint16_t LogRecords = kLogRecords;
+  bool WholeLog = false;
+  std::string Picture = (std::filesystem::temp_directory_path() / "orvix_oscillogram.svg").string();
 };
 
 /// The simulated plant at the other end of a pseudo-terminal, as fast as a real line.
 struct TSimulatedPlant {
-  explicit TSimulatedPlant(std::uint32_t baud) : Thread(Simulator, Terminal.Handle(), Pace(baud)) {}
+  explicit TSimulatedPlant(const TOptions& options)
+      : Simulator(Build(options.LogRecords)),
+        Thread(Simulator, Terminal.Handle(), Pace(options.Baud)) {}
 
   static TSimulatorLineSettings Pace(std::uint32_t baud) {
     return {.BaudRate = baud, .Turnaround = std::chrono::milliseconds(2)};
   }
-  static TSimulator Build() {
+  static TSimulator Build(std::uint16_t logRecords) {
     TSimulator simulator;
-    BuildPlant(simulator);
+    BuildPlant(simulator, logRecords);
     return simulator;
   }
 
-  TSimulator Simulator = Build();
+  TSimulator Simulator;
   TPseudoTerminal Terminal;
   TSimulatorThread Thread;
 };
@@ -79,14 +86,14 @@ class TDemo {
     std::printf("%s", fOptions.Trace ? "\n" : "");
     PrintTable(fLetter.Regs());
     std::printf("\n%d requests for %d registers.\n\n", fRequests, fLetter.Regs().Count());
-    if (!Watch() || !Write()) return false;
+    if (!Watch() || !Write() || !ReadRecordings()) return false;
     std::printf("\nDone.\n");
     return true;
   }
 
  private:
   void Connect() {
-    if (fOptions.Port.empty()) fPlant = std::make_unique<TSimulatedPlant>(fOptions.Baud);
+    if (fOptions.Port.empty()) fPlant = std::make_unique<TSimulatedPlant>(fOptions);
     fLine.SetPortProperty(fPlant ? fPlant->Terminal.Path() : fOptions.Port);
     fLine.SetBaudRate(fOptions.Baud);
     fLine.SetParity(fOptions.Parity == "none"  ? TParityScheme::psNone
@@ -175,10 +182,17 @@ class TDemo {
 
   // A real device's settings are not touched unless asked for.
   bool Write() {
-    if (!fOptions.Port.empty() && !fOptions.Write) return true;
     TPlantWriter writer(fClient, fTypes);
-    if (!writer.ChangeSettings()) return false;
+    const bool writes = fOptions.Port.empty() || fOptions.Write;
+    if (writes && !writer.ChangeSettings()) return false;
     return fOptions.Emul || (writer.ReadServiceLog() && writer.ReadIdentity());
+  }
+
+  // An emulated device has registers only.
+  bool ReadRecordings() {
+    if (fOptions.Emul) return true;
+    TPlantRecorder recorder(fClient, fTypes);
+    return recorder.ReadLog(fOptions.WholeLog) && recorder.DrawOscillogram(fOptions.Picture);
   }
 
   bool WaitForPeriod() {
@@ -236,8 +250,8 @@ int main(int argc, char** argv) {
   using namespace OrvixModBus;
   TOptions options;
   CLI::App app(
-      "Reads a letter of registers from a boiler plant and shows it, changes settings, and reads\n"
-      "the service log and the identity.\n"
+      "Reads a letter of registers from a boiler plant and shows it, changes settings, reads the\n"
+      "service log, the identity and the event log, and draws an oscillogram.\n"
       "Without options the plant is simulated, on a pseudo-terminal.");
   app.add_flag("--emul", options.Emul, "read from an emulated device inside the program");
   app.add_flag("--trace", options.Trace, "show every frame with its time and direction");
@@ -253,6 +267,12 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_option("--seconds", options.Seconds, "how long to read on")
       ->check(CLI::Range(0.0, 86400.0))
+      ->capture_default_str();
+  app.add_option("--log-records", options.LogRecords, "how many records the simulated log holds")
+      ->check(CLI::Range(0, 60000))
+      ->capture_default_str();
+  app.add_flag("--whole-log", options.WholeLog, "show every record of the log");
+  app.add_option("--picture", options.Picture, "where to draw the oscillogram (SVG)")
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   try {
