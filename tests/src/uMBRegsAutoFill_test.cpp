@@ -556,10 +556,13 @@ TEST_F(AutoFillStructur, RefusesAStructureThatContainsItselfBeforeItAddsAnything
   AddMember("Two", "B", 1, 1, rtStructur, "One");
   AddMember("Outer", "A", 0, 1);
   AddMember("Outer", "B", 1, 1, rtStructur, "Two");
-  for (const auto& [structur, culprit] :
-       {std::pair{"Self", "Self"}, {"One", "One"}, {"Outer", "Two"}}) {
-    EXPECT_THAT([&] { fill->AddStructurReg(structur, base); },
-                ThrowsMessage<Exception>(std::string("Structure ") + culprit + " contains itself"));
+  struct TCase {
+    const char* Structur;
+    const char* Culprit;
+  };
+  for (const TCase& c : {TCase{"Self", "Self"}, TCase{"One", "One"}, TCase{"Outer", "Two"}}) {
+    const std::string message = std::string("Structure ") + c.Culprit + " contains itself";
+    EXPECT_THAT([&] { fill->AddStructurReg(c.Structur, base); }, ThrowsMessage<Exception>(message));
   }
   EXPECT_THAT(Names(), IsEmpty());
 }
