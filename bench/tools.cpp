@@ -1,6 +1,8 @@
 // The tools over register sets and the auto-fill at growing sizes: nanoseconds per register, and
 // how many times those of the smallest size. n log n allows about 1.7 times from 1,000 to 100,000
-// registers; what goes beyond is the memory, which no longer fits the processor's caches.
+// registers. What goes beyond is the memory, which no longer fits the processor's caches; so each
+// tool runs in turn with the least that does the same by the standard library's containers, and
+// times_limit shows whether it grows faster than that.
 
 #include <benchmark/benchmark.h>
 
@@ -10,8 +12,11 @@
 #include <map>
 #include <random>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "platform/rtl/uNumText.h"
 #include "uMBRegSort.h"
 #include "uMBRegsAutoFill.h"
 
@@ -20,32 +25,51 @@ namespace {
 
 constexpr int kSmallest = 1000;
 
-// Measures run, prepare before each one left out.
-template <class TPrepare, class TRun>
-void Measure(benchmark::State& state, const std::string& what, TPrepare prepare, TRun run) {
-  using TClock = std::chrono::steady_clock;
+using TClock = std::chrono::steady_clock;
+
+template <class TRun>
+double SecondsOf(TRun run) {
+  const auto start = TClock::now();
+  run();
+  return std::chrono::duration<double>(TClock::now() - start).count();
+}
+
+// Reports the time per register of what was run.
+void Report(benchmark::State& state, const std::string& what, double seconds) {
   static std::map<std::string, double> smallest;
-  double seconds = 0;
-  for (auto _ : state) {
-    prepare();
-    const auto start = TClock::now();
-    run();
-    const double elapsed = std::chrono::duration<double>(TClock::now() - start).count();
-    state.SetIterationTime(elapsed);
-    seconds += elapsed;
-  }
-  const double perRegister =
-      1e9 * seconds /
-      (static_cast<double>(state.iterations()) * static_cast<double>(state.range(0)));
+  const auto registers =
+      static_cast<double>(state.iterations()) * static_cast<double>(state.range(0));
+  const double perRegister = 1e9 * seconds / registers;
   if (state.range(0) == kSmallest) smallest[what] = perRegister;
   state.counters["ns_per_register"] = perRegister;
   state.counters["times_smallest"] = perRegister / smallest[what];
 }
 
-template <class TRun>
-void Measure(benchmark::State& state, const std::string& what, TRun run) {
-  Measure(
-      state, what, [] {}, run);
+// Measures run, prepare before each one left out.
+template <class TPrepare, class TRun>
+void MeasureAlone(benchmark::State& state, const std::string& what, TPrepare prepare, TRun run) {
+  double seconds = 0;
+  for (auto _ : state) {
+    prepare();
+    const double elapsed = SecondsOf(run);
+    state.SetIterationTime(elapsed);
+    seconds += elapsed;
+  }
+  Report(state, what, seconds);
+}
+
+// Measures run and limit by turns.
+template <class TRun, class TLimit>
+void Measure(benchmark::State& state, const std::string& what, TRun run, TLimit limit) {
+  double seconds = 0, limitSeconds = 0;
+  for (auto _ : state) {
+    const double elapsed = SecondsOf(run);
+    state.SetIterationTime(elapsed);
+    seconds += elapsed;
+    limitSeconds += SecondsOf(limit);
+  }
+  Report(state, what, seconds);
+  state.counters["times_limit"] = seconds / limitSeconds;
 }
 
 enum class TOrder { Ascending, Descending, Random };
@@ -78,60 +102,136 @@ struct TRegSet {
   std::mt19937 Chance{1};
 };
 
+// The least that does what the tools do.
+struct TPlain {
+  using TPlace = std::pair<std::uint32_t, TMBReg*>;
+
+  void AddNames(const TMBRegs& regs) {
+    Names.clear();
+    for (TMBReg* reg : regs.RegList()) Names.try_emplace(reg->Name(), reg);
+  }
+  void AddAll(const TMBRegs& regs) {
+    Adresses.clear();
+    Images.clear();
+    AddNames(regs);
+    for (TMBReg* reg : regs.RegList()) {
+      Adresses.try_emplace(reg->Adress(), reg);
+      Images.try_emplace(reg, 0);
+    }
+  }
+  TMBReg* Find(const std::string& name) const {
+    const auto found = Names.find(name);
+    return found != Names.end() ? found->second : nullptr;
+  }
+  std::vector<TPlace> Sorted(const TMBRegList& regs) const {
+    std::vector<TPlace> places;
+    for (TMBReg* reg : regs) places.emplace_back(reg->Adress(), reg);
+    std::ranges::stable_sort(places, {}, &TPlace::first);
+    return places;
+  }
+
+  std::unordered_map<std::string, TMBReg*> Names;
+  std::unordered_map<std::uint32_t, TMBReg*> Adresses;
+  std::unordered_map<TMBReg*, std::int64_t> Images;
+};
+
 void NamesAdded(benchmark::State& state) {
   const TRegSet set(state.range(0), TOrder::Ascending);
   TMBRegNameDic dic;
-  Measure(state, __func__, [&] { dic.AddList(set.Regs(), true, {}); });
+  TPlain plain;
+  Measure(
+      state, __func__, [&] { dic.AddList(set.Regs(), true, {}); },
+      [&] { plain.AddNames(set.Regs()); });
 }
 
 void NamesFound(benchmark::State& state) {
   const TRegSet set(state.range(0), TOrder::Ascending);
   TMBRegNameDic dic;
   dic.AddList(set.Regs(), true, {});
+  TPlain plain;
+  plain.AddNames(set.Regs());
   TMBReg* reg = nullptr;
-  Measure(state, __func__, [&] {
-    for (const std::string& name : set.Names) benchmark::DoNotOptimize(dic.Find(name, reg));
-  });
+  Measure(
+      state, __func__,
+      [&] {
+        for (const std::string& name : set.Names) benchmark::DoNotOptimize(dic.Find(name, reg));
+      },
+      [&] {
+        for (const std::string& name : set.Names) benchmark::DoNotOptimize(plain.Find(name));
+      });
 }
 
 void ContainerFilled(benchmark::State& state) {
   const TRegSet set(state.range(0), TOrder::Random);
   TMBRegContainer container;
-  Measure(state, __func__, [&] { container.AddList(set.Regs(), true, {}); });
+  TPlain plain;
+  Measure(
+      state, __func__, [&] { container.AddList(set.Regs(), true, {}); },
+      [&] { plain.AddAll(set.Regs()); });
 }
 
 void ContainerValues(benchmark::State& state) {
   const TRegSet set(state.range(0), TOrder::Random);
   TMBRegContainer container;
   container.AddList(set.Regs(), true, {});
-  Measure(state, __func__, [&] {
-    for (const std::string& name : set.Names) container.AddValue(name, "1", 3);
-  });
+  TPlain plain;
+  plain.AddAll(set.Regs());
+  Measure(
+      state, __func__,
+      [&] {
+        for (const std::string& name : set.Names) container.AddValue(name, "1", 3);
+      },
+      [&] {
+        for (const std::string& name : set.Names) plain.Images[plain.Find(name)] |= 8;
+      });
 }
 
 void ContainerListed(benchmark::State& state) {
   const TRegSet set(state.range(0), TOrder::Random);
   TMBRegContainer container;
   container.AddList(set.Regs(), true, {});
+  TPlain plain;
+  plain.AddAll(set.Regs());
   std::size_t length = 0;
-  Measure(state, __func__, [&] {
-    container.EnumRegNames(
-        [&](const std::string&, const std::string& text) { length += text.size(); });
-  });
+  Measure(
+      state, __func__,
+      [&] {
+        container.EnumRegNames(
+            [&](const std::string&, const std::string& text) { length += text.size(); });
+      },
+      [&] {
+        std::vector<TPlain::TPlace> places(plain.Adresses.begin(), plain.Adresses.end());
+        std::ranges::sort(places, {}, &TPlain::TPlace::first);
+        for (const auto& [adress, reg] : places) {
+          const std::string name = reg->Name();
+          length += IntToHex(static_cast<std::uint64_t>(plain.Images[reg]), 4).size();
+        }
+      });
   benchmark::DoNotOptimize(length);
 }
 
 void Sorted(benchmark::State& state, TOrder order) {
   const TRegSet set(state.range(0), order);
   TMBRegSorter sorter;
-  Measure(state, "Sorted" + std::to_string(static_cast<int>(order)),
-          [&] { sorter.AddList(set.Regs(), true); });
+  const TPlain plain;
+  Measure(
+      state, "Sorted" + std::to_string(static_cast<int>(order)),
+      [&] { sorter.AddList(set.Regs(), true); },
+      [&] { benchmark::DoNotOptimize(plain.Sorted(set.Regs().RegList())); });
 }
 
 void SortedByNames(benchmark::State& state) {
   const TRegSet set(state.range(0), TOrder::Random);
   TMBRegSorter sorter;
-  Measure(state, __func__, [&] { sorter.AddListByArray(set.Regs(), set.Names, true); });
+  TPlain plain;
+  plain.AddNames(set.Regs());
+  Measure(
+      state, __func__, [&] { sorter.AddListByArray(set.Regs(), set.Names, true); },
+      [&] {
+        TMBRegList found;
+        for (const std::string& name : set.Names) found.push_back(plain.Find(name));
+        benchmark::DoNotOptimize(plain.Sorted(found));
+      });
 }
 
 void BitsSorted(benchmark::State& state) {
@@ -139,7 +239,20 @@ void BitsSorted(benchmark::State& state) {
   TStringDynArray entries;
   for (const std::string& name : set.Names) entries.push_back(name + ":5");
   TMBRegBitSorter sorter(U':');
-  Measure(state, __func__, [&] { sorter.AddListByArray(set.Regs(), entries, true); });
+  TPlain plain;
+  plain.AddNames(set.Regs());
+  Measure(
+      state, __func__, [&] { sorter.AddListByArray(set.Regs(), entries, true); },
+      [&] {
+        TMBRegList found;
+        std::unordered_map<TMBReg*, Bytes> bits;
+        for (const std::string& entry : entries) {
+          const std::size_t length = entry.find(':');
+          found.push_back(plain.Find(entry.substr(0, length)));
+          bits[found.back()].push_back(static_cast<std::uint8_t>(entry[length + 1] - '0'));
+        }
+        benchmark::DoNotOptimize(plain.Sorted(found));
+      });
 }
 
 class TDeviceFill : public TMBRegsAutoFill {
@@ -162,7 +275,7 @@ void Fill(benchmark::State& state, bool fast) {
   std::int64_t told = 0;
   fill.ProgressProc = [&](std::int32_t done) { told += done; };
   const auto proc = [&](TMBReg&) { ++told; };
-  Measure(
+  MeasureAlone(
       state, fast ? "FillFast" : "Fill", [&] { letter.Regs().Clear(); },
       [&] {
         if (fast) {

@@ -20,9 +20,17 @@ using TRefs = std::vector<TRef<TMBReg>>;
 
 TRefs RefsOf(const TMBRegList& regs) { return {regs.begin(), regs.end()}; }
 
-/// False, too, when confirm has destroyed the register.
-bool IsConfirmed(const TRef<TMBReg>& reg, const TConfirmStrFunc& confirm) {
-  return !confirm || (confirm(reg->Name()) && reg);
+/// Calls add for each register that confirm wants. Confirm may destroy registers, or owner, which
+/// ends it.
+template <class TAdd>
+void ForEachConfirmed(TObject& owner, const TMBRegList& regs, const TConfirmStrFunc& confirm,
+                      TAdd add) {
+  const TRef<TObject> self(&owner);
+  for (const TRef<TMBReg>& reg : RefsOf(regs)) {
+    const bool wanted = reg && (!confirm || (confirm(reg->Name()) && reg));
+    if (!self) return;
+    if (wanted) add(*reg);
+  }
 }
 
 std::uint8_t ByteOf(std::int64_t image, int index) {
@@ -77,12 +85,8 @@ void MergeSort(std::vector<TItem>& list, TIsBefore isBefore) {
 void TMBRegNameDic::AddList(const TMBRegs& regs, bool clear, const TConfirmStrFunc& confirm) {
   if (clear) Clear();
   Reserve(regs.Count());
-  const TRef<TMBRegNameDic> self(this);
-  for (const TRef<TMBReg>& reg : RefsOf(regs.RegList())) {
-    const bool wanted = reg && IsConfirmed(reg, confirm);
-    if (!self) return;
-    if (wanted) TryAdd(reg->Name(), *reg);
-  }
+  ForEachConfirmed(*this, regs.RegList(), confirm,
+                   [this](TMBReg& reg) { TryAdd(reg.Name(), reg); });
 }
 
 bool TMBRegNameDic::Find(const std::string& name, TMBReg*& reg) const {
@@ -91,11 +95,7 @@ bool TMBRegNameDic::Find(const std::string& name, TMBReg*& reg) const {
 }
 
 void TMBRegContainer::AddReg(TMBReg& reg, const TConfirmStrFunc& confirm, std::int32_t flags) {
-  const TRef<TMBRegContainer> self(this);
-  if (!IsConfirmed(&reg, confirm) || !self) return;
-  if ((flags & kNames) != 0) fNames.TryAdd(reg.Name(), reg);
-  if ((flags & kValues) != 0) fValues.GetOrAdd(reg);
-  if ((flags & kAdresses) != 0) fAdresses.TryAdd(reg.Adress(), reg);
+  ForEachConfirmed(*this, {&reg}, confirm, [&](TMBReg& added) { Add(added, flags); });
 }
 
 void TMBRegContainer::AddList(const TMBRegs& regs, bool clear, const TConfirmStrFunc& confirm) {
@@ -103,11 +103,13 @@ void TMBRegContainer::AddList(const TMBRegs& regs, bool clear, const TConfirmStr
   fNames.Reserve(regs.Count());
   fValues.Reserve(regs.Count());
   fAdresses.Reserve(regs.Count());
-  const TRef<TMBRegContainer> self(this);
-  for (const TRef<TMBReg>& reg : RefsOf(regs.RegList())) {
-    if (!self) return;
-    if (reg) AddReg(*reg, confirm, kAll);
-  }
+  ForEachConfirmed(*this, regs.RegList(), confirm, [this](TMBReg& reg) { Add(reg, kAll); });
+}
+
+void TMBRegContainer::Add(TMBReg& reg, std::int32_t flags) {
+  if ((flags & kNames) != 0) fNames.TryAdd(reg.Name(), reg);
+  if ((flags & kValues) != 0) fValues.GetOrAdd(reg);
+  if ((flags & kAdresses) != 0) fAdresses.TryAdd(reg.Adress(), reg);
 }
 
 void TMBRegContainer::Clear(std::int32_t flags) {
@@ -147,7 +149,7 @@ void TMBRegContainer::EnumRegObjects(const TMBRegProc& proc,
 void TMBRegContainer::ResetObjects() {
   const TMBRegList regs = fAdresses.InKeyOrder();
   Clear(kNames + kValues);
-  for (TMBReg* reg : regs) AddReg(*reg, {}, kNames + kValues);
+  for (TMBReg* reg : regs) Add(*reg, kNames + kValues);
 }
 
 void TMBRegContainer::EnumRegNames(const TRegNameValueProc& proc) const {

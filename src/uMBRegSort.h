@@ -152,6 +152,8 @@ class TMBRegContainer : public TObject {
   void EnumRegNames(const TRegNameValueProc& proc) const;
 
  private:
+  void Add(TMBReg& reg, std::int32_t flags);
+
   TMBRegNameDic fNames;
   TMBRegValueDic fValues;
   TAddrMBRegDic fAdresses;
