@@ -107,7 +107,7 @@ class TMBRegValues : public TObject {
  private:
   struct TItem {
     TRef<TMBReg> Reg;
-    TValue Value;
+    TValue Value = {};
   };
 
   std::unordered_map<const TMBReg*, TItem> fItems;
@@ -191,7 +191,7 @@ class TMBRegSorter : public TObject {
   /// A register and the address that it had when it was put in order: most comparisons then need
   /// not look at the register, which lies elsewhere in memory.
   struct TPlace {
-    std::uint32_t Adress;
+    std::uint32_t Adress = 0;
     TRef<TMBReg> Reg;
   };
 

@@ -187,11 +187,12 @@ std::vector<double> AxisMarks(double low, double high) {
   for (const double factor : {5.0, 2.0, 1.0}) {
     if (factor * power >= wanted) step = factor * power;
   }
-  std::vector<double> marks;
   const double first = std::ceil(low / step), last = std::floor(high / step);
-  for (double mark = first; mark <= last; mark += 1) {
-    marks.push_back(mark == 0 ? 0 : mark * step);
-    if (mark + 1 == mark) return {};  // beyond what a double counts by ones
+  if (first + 1 == first) return {};  // beyond what a double counts by ones
+  std::vector<double> marks;
+  for (int i = 0; first + i <= last; ++i) {
+    const double mark = first + i;
+    marks.push_back(mark == 0 ? 0 : mark * step);  // not -0
   }
   return marks;
 }

@@ -1,6 +1,5 @@
 #include "tools/display/uTerminal.h"
 
-#include <stdio.h>
 #include <unistd.h>
 
 namespace OrvixModBus {
