@@ -233,7 +233,7 @@ void TMBClient::Write(std::uint8_t func, std::uint32_t start, const Bytes& value
 }
 
 void TMBClient::CheckWrite(std::uint8_t func, std::size_t size) {
-  if ((func == 0x65 || func == 0x66) && size > kMaxPagedWrite) {
+  if (IsPagedWrite(func) && size > kMaxPagedWrite) {
     throw Exception("Максимально допустимое кол-во байт для записи по $66, $65 функции = 128");
   }
 }

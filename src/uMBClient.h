@@ -171,9 +171,9 @@ class TMBClient : public TComponent {
   TMBEvent OnWrite;
   TClientExceptEvent OnNoneAnswer;
   TClientExceptEvent OnExeptionAnswer;
-  TOnEmul OnGetEmulData;               ///< fills the bytes of an emulated read
-  TOnEmul OnSetEmulData;               ///< takes the bytes of an emulated write
-  TEvent<void(TObject&)> OnWorkStart;  ///< a request has been queued
+  TOnEmul OnGetEmulData;     ///< fills the bytes of an emulated read
+  TOnEmul OnSetEmulData;     ///< takes the bytes of an emulated write
+  TNotifyEvent OnWorkStart;  ///< a request has been queued
 
   static const TClassInfo& StaticClass();
   const TClassInfo& ClassInfo() const override { return StaticClass(); }

@@ -53,8 +53,7 @@ void TMBCustomFunction::OnCastomTrunsaction(TModbusClient& /*sender*/,
 }
 
 Bytes TMBCustomFunction::ReplyValues(std::span<const std::uint8_t> reply) const {
-  const auto values = reply.subspan(std::min(kReplyHead, reply.size()));
-  return {values.begin(), values.end()};
+  return ToBytes(reply.subspan(std::min(kReplyHead, reply.size())));
 }
 
 bool TMBCustomFunction::IsOwn(std::uint8_t func, const TObject* letterOwner) const {
@@ -121,7 +120,7 @@ void TMBItemFunction::Slice(const Bytes& values, std::size_t first, std::int32_t
   rest = rest.subspan(std::min(first, rest.size()));
   while (rest.size() > 1 && self) {
     const auto piece = rest.first(std::min(static_cast<std::size_t>(length), rest.size()));
-    error.Run([&] { take(Bytes(piece.begin(), piece.end())); });
+    error.Run([&] { take(ToBytes(piece)); });
     rest = rest.subspan(piece.size());
   }
   error.Raise();

@@ -16,7 +16,6 @@ namespace OrvixModBus {
 
 /// Sender, and the bytes that were asked for.
 using TGetData = TEvent<void(TObject&, const Bytes&)>;
-using TNotifyEvent = TEvent<void(TObject&)>;
 
 /// Sends requests of its function code through a client, and knows their replies by itself as
 /// LetterOwner. A descendant names the function code and overrides OnRead. Without a client, and
@@ -31,7 +30,7 @@ class TMBCustomFunction : public TComponent {
   std::uint8_t MBFunc() const { return GetMBFunc(); }
   TMBClient* MBClient() const { return fMBClient.Get(); }
   /// Listens to that client from now on. On purpose the former one stays listened to, so what was
-  /// asked through it still arrives.
+  /// asked through it still arrives, and OnReadList gets one more entry with every assignment.
   void SetMBClient(TMBClient* value);
 
   virtual std::uint8_t GetMBFunc() const = 0;

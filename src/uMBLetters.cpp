@@ -19,7 +19,6 @@ constexpr std::uint8_t kWriteSingleCoil = 0x05;
 constexpr std::size_t kLastCheckedFunc = 0x66;
 
 bool IsBitFunc(std::uint8_t func) { return func == 0x01 || func == 0x02; }
-bool IsPagedRead(std::uint8_t func) { return func == 0x43 || func == 0x44; }
 bool IsSingleWrite(std::uint8_t func) { return func == 0x06 || func == 0x6C; }
 
 // Emulation leaves out $02, as this system does.
@@ -76,8 +75,6 @@ void StoreReply(std::uint8_t func, std::uint32_t startReg, const Bytes& values,
   const std::uint64_t width = IsPagedRead(func) ? 1 : reg->BytesInOneReg();
   StoreValues(reg, values, distance * width, error);
 }
-
-Bytes DataOf(const TMBReg& reg) { return {reg.Data().begin(), reg.Data().end()}; }
 
 // What the client would refuse, or can't be cut into registers, is refused before anything of a
 // write is sent.
@@ -270,7 +267,7 @@ void TMBLetter::WriteRegs(TMBRegList list) {
   TFirstError error;
   for (const TRef<TMBReg>& reg : regs) {
     if (!self || !fClient) break;
-    if (reg && !reg->Data().empty()) SendWrite(*reg, 0, DataOf(*reg), error);
+    if (reg && !reg->Data().empty()) SendWrite(*reg, 0, ToBytes(reg->Data()), error);
   }
   error.Raise();
 }
@@ -489,7 +486,7 @@ int TMBLetter::CopyRegValues(TObject* source, std::span<const std::string> names
         other->CountInByte() != reg->CountInByte()) {
       continue;
     }
-    reg->SetRegData(DataOf(*other));
+    reg->SetRegData(ToBytes(other->Data()));
     ++count;
     reg->DataToValue();
   }

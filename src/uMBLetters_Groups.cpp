@@ -99,14 +99,12 @@ class TGrouping {
   std::vector<std::size_t> fRuns;  // index of each run's first span
 };
 
-Bytes DataOf(const TMBReg& reg) { return {reg.Data().begin(), reg.Data().end()}; }
-
 // Appends the data of reg to the group that ends where it begins, while a block has room.
 bool Join(TMBReg& group, const TMBReg& reg) {
   constexpr int kTooLong = 128;
   const std::uint64_t end = std::uint64_t{group.Adress()} + group.Data().size();
   if (end != reg.Adress() || group.CountInByte() + reg.CountInByte() >= kTooLong) return false;
-  Bytes data = DataOf(group);
+  Bytes data = ToBytes(group.Data());
   data.insert(data.end(), reg.Data().begin(), reg.Data().end());
   group.SetRegData(data);
   return true;
@@ -120,8 +118,6 @@ bool AllSame(const TCollectionOfRegs& regs, TProperty (TMBReg::*property)() cons
 }
 
 }  // namespace
-
-bool IsPagedWrite(std::uint8_t func) { return func == 0x65 || func == 0x66; }
 
 void ClearMBRegList(TMBGroupList& list) {
   while (!list.empty()) list.pop_back();
@@ -160,7 +156,7 @@ TMBGroupList RegsToWriteF66F65Optimize(const TMBRegList& list, std::uint8_t func
     if (!groups.empty() && Join(*groups.back(), *reg)) continue;
     groups.push_back(std::make_unique<TMBReg>(nullptr));
     groups.back()->Assign(*reg);
-    groups.back()->SetRegData(DataOf(*reg));  // Assign stops at 255 bytes
+    groups.back()->SetRegData(ToBytes(reg->Data()));  // Assign stops at 255 bytes
   }
   return groups;
 }

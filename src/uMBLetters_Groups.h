@@ -18,9 +18,6 @@ using TMBGroupList = std::vector<std::unique_ptr<TMBReg>>;
 /// What a register's function code is compared with.
 enum class TFuncKind { fkRead = 0, fkWrite = 1 };
 
-/// $65 and $66, which write bytes of paged memory, in merged blocks.
-bool IsPagedWrite(std::uint8_t func);
-
 /// Frees the registers, the last first.
 void ClearMBRegList(TMBGroupList& list);
 

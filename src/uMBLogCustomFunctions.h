@@ -16,10 +16,11 @@ namespace OrvixModBus {
 ///   log.OnGetRecord = [](TObject&, const Bytes& record) { ... };
 ///   log.ReadCountItem();
 ///
-/// | request | start | data, 4 bytes                                      | reply, after the
-/// function code | | count   | 0     | 0, 0, 0, 0                                         |
-/// TotalItem, ItemCount: words    | | items   | 1     | 0, first item (1 is the first), 0, number
-/// of items | records, one after another     |
+/// | asked | start | request, 4 bytes         | reply, after the function code |
+/// | count | 0     | 0, 0, 0, 0               | TotalItem, ItemCount: words    |
+/// | items | 1     | 0, first item, 0, number | records, one after another     |
+///
+/// The first item of a log is 1.
 class TMBLogFunction : public TMBItemFunction {
  public:
   /// An item number is one byte on the wire. On purpose the numbers of a longer log begin again at

@@ -12,11 +12,12 @@ using TOscilData = TEvent<void(TObject&, std::uint16_t, std::uint16_t, const Byt
 
 /// Reads oscillograms in three steps: how many there are, the description of one, its records.
 ///
-/// | request     | start | data, 4 bytes                                       | reply, after the
-/// function code     | | count       | 0     | 0, 0, 0, 0 | TotalItem, ItemCount: words        | |
-/// description | 2     | 0, oscillogram, 0, 0                                | description blocks |
-/// | records     | 3     | number of records, oscillogram, first record: word  | 0, oscillogram,
-/// first record: word, records |
+/// | asked       | start | request, 4 bytes   | reply, after the function code |
+/// | count       | 0     | 0, 0, 0, 0         | TotalItem, ItemCount: words    |
+/// | description | 2     | 0, n, 0, 0         | description blocks             |
+/// | records     | 3     | number, n, first   | 0, n, first, then records      |
+///
+/// n is the oscillogram, first the number of the first record: a word, big-endian, from 1.
 class TMBFunction41 : public TMBItemFunction {
  public:
   using TMBItemFunction::TMBItemFunction;

@@ -58,10 +58,8 @@ TRTUClient::~TRTUClient() { BeginDestroy(); }
 
 void TRTUClient::DoCustomTransactionComplete(TModbusTransaction& transaction,
                                              std::uint8_t command) {
-  const bool pagedRead = command == 0x43 || command == 0x44;
-  const bool pagedWrite = command == 0x65 || command == 0x66;
-  if (pagedRead && OnDX517Read) return CompletePagedRead(transaction);
-  if (pagedWrite && OnDX517Write) return CompletePagedWrite(transaction);
+  if (IsPagedRead(command) && OnDX517Read) return CompletePagedRead(transaction);
+  if (IsPagedWrite(command) && OnDX517Write) return CompletePagedWrite(transaction);
   TModbusClient::DoCustomTransactionComplete(transaction, command);
 }
 

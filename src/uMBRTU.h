@@ -37,6 +37,10 @@ class TMBRTUConnection : public TModbusConnection {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 };
 
+/// The functions of paged memory: $43 and $44 read bytes, $65 and $66 write them.
+constexpr bool IsPagedRead(std::uint8_t func) { return func == 0x43 || func == 0x44; }
+constexpr bool IsPagedWrite(std::uint8_t func) { return func == 0x65 || func == 0x66; }
+
 /// Sender, Info, Page, StartReg, ByteCount, ByteValues (always ByteCount bytes).
 using TDX517RegistersRead = TEvent<void(TModbusClient&, const TTransactionInfo&, std::uint8_t,
                                         std::uint16_t, std::uint8_t, const Bytes&)>;

@@ -24,7 +24,7 @@ namespace OrvixModBus {
 /// driver. On purpose, each answer to a write by $10 calls back as well. Single thread.
 class TMBLetterReadWriter : public TObject {
  public:
-  using TAfterEvent = TEvent<void(TObject& sender)>;  ///< sender is the private letter
+  using TAfterEvent = TNotifyEvent;  ///< sender is the private letter
   using TAfterProc = std::function<void()>;
 
   /// Copies client, MaxHole and registers of letter, with their data as it is now.

@@ -169,7 +169,7 @@ std::int32_t TMBRegComparer::Compare(const TMBReg& left, const TMBReg& right) co
 
 TMBReg* TMBRegSorter::GetItemReg(int index) const {
   if (index < 0 || index >= Count()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+    throw EListError(index);
   }
   return fPlaces[static_cast<std::size_t>(index)].Reg.Get();
 }

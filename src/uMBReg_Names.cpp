@@ -120,7 +120,7 @@ void TMBRegNames::PutInOrder() const {
 
 std::size_t TMBRegNames::LineAt(int position) const {
   if (position < 0 || position >= Count()) {
-    throw EListError("List index out of bounds (" + std::to_string(position) + ")");
+    throw EListError(position);
   }
   PutInOrder();
   return fOrdered[static_cast<std::size_t>(position)];

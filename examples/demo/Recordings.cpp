@@ -9,7 +9,7 @@
 
 #include "Plant.h"
 #include "Table.h"
-#include "platform/loop/uLoop.h"
+#include "Waiting.h"
 #include "platform/rtl/uNumText.h"
 #include "platform/rtl/uTextFile.h"
 #include "tools/display/uProgressBar.h"
@@ -17,15 +17,12 @@
 namespace OrvixModBus {
 namespace {
 
-constexpr auto kLimit = std::chrono::seconds(60);
 constexpr std::size_t kShownRecords = 5;  // of the first, and of the last
 
 // "2026-09-14 06:41" from seconds since 1970, big-endian.
 std::string TimeText(const Bytes& data) {
-  std::int64_t seconds = 0;
-  for (const std::uint8_t byte : data) seconds = seconds << 8 | byte;
   using namespace std::chrono;
-  const auto time = sys_seconds(std::chrono::seconds(seconds));
+  const auto time = sys_seconds(seconds(TMBLib::ByteArToCardinal(data)));
   const auto day = floor<days>(time);
   const year_month_day date(day);
   const hh_mm_ss clock(time - day);
@@ -90,20 +87,13 @@ TPlantRecorder::TPlantRecorder(TMBClient& client, TMBTypeInfo& types)
   fOscillograms.SetMBClient(&client);
 }
 
-bool TPlantRecorder::Complete(const char* what) {
-  const auto answered = [this] { return fClient.CountPendingTransactions() == 0; };
-  if (TLoop::Current().RunUntil(answered, kLimit)) return true;
-  std::fprintf(stderr, "%s: no end after 60 seconds.\n", what);
-  return false;
-}
-
 TStringDynArray TPlantRecorder::ValuesOf(const char* structur, const Bytes& record) {
   return fTypes.TypeStructurs().ValuesByStructurName(structur, record, fTypes, DecodeTime);
 }
 
 bool TPlantRecorder::ReadLog(bool all) {
   fLog.ReadCountItem();
-  if (!Complete("Counting the log's records")) return false;
+  if (!AllAnswered(fClient, "Counting the log's records")) return false;
   const std::int32_t count = fLog.ItemCount();
   if (count < 1) return true;
   std::printf("\nLog: %d records of the %d that were ever written.\n", count, fLog.TotalItem());
@@ -125,7 +115,7 @@ bool TPlantRecorder::ReadRecords(std::size_t count) {
     bar.Show(fRecords.size(), count);
   };
   fLog.ReadAllItems();
-  const bool complete = Complete("Reading the log");
+  const bool complete = AllAnswered(fClient, "Reading the log");
   fLog.OnGetRecord = {};
   return complete;
 }
@@ -151,7 +141,7 @@ void TPlantRecorder::PrintLog(bool all) {
 
 bool TPlantRecorder::DrawOscillogram(const std::string& picture) {
   fOscillograms.ReadCountItem();
-  if (!Complete("Counting the oscillograms")) return false;
+  if (!AllAnswered(fClient, "Counting the oscillograms")) return false;
   const std::int32_t newest = fOscillograms.ItemCount();
   if (newest < 1 || newest > 0xFF) return true;
   TStringDynArray description;
@@ -159,7 +149,7 @@ bool TPlantRecorder::DrawOscillogram(const std::string& picture) {
     description = ValuesOf(kCaptureStructur, info);
   };
   fOscillograms.RaedOscilInfo(static_cast<std::uint8_t>(newest));
-  const bool described = Complete("Reading the oscillogram's description");
+  const bool described = AllAnswered(fClient, "Reading the oscillogram's description");
   fOscillograms.OnGetOscilInfo = {};
   if (!described || description.empty()) return described;
   const TCapture capture = CaptureOf(description);
@@ -183,7 +173,7 @@ bool TPlantRecorder::ReadSamples(std::uint8_t oscillogram, std::uint16_t count) 
     bar.Show(++read, count);
   };
   fOscillograms.ReadOscilData(oscillogram, count);
-  const bool complete = Complete("Reading the oscillogram");
+  const bool complete = AllAnswered(fClient, "Reading the oscillogram");
   fOscillograms.OnGetOscilData = {};
   return complete;
 }

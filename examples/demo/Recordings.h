@@ -18,8 +18,7 @@ struct TCapture {
   std::uint16_t Records;
 };
 
-/// Every operation runs the loop until the device has answered, and returns false, with a message
-/// on standard error, when it has not in time.
+/// Every operation runs the loop until the device has answered; false as AllAnswered.
 class TPlantRecorder : public TObject {
  public:
   TPlantRecorder(TMBClient& client, TMBTypeInfo& types);
@@ -32,7 +31,6 @@ class TPlantRecorder : public TObject {
 
  private:
   TStringDynArray ValuesOf(const char* structur, const Bytes& record);
-  bool Complete(const char* what);
   bool ReadRecords(std::size_t count);
   void PrintLog(bool all);
   bool ReadSamples(std::uint8_t oscillogram, std::uint16_t count);

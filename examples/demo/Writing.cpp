@@ -1,20 +1,18 @@
 #include "Writing.h"
 
-#include <chrono>
 #include <cstdio>
 
 #include "Plant.h"
 #include "Table.h"
+#include "Waiting.h"
 
 namespace OrvixModBus {
 namespace {
 
-constexpr auto kLimit = std::chrono::seconds(10);
-
 // A new value as the bytes that the register holds for it.
 Bytes DataFor(const TMBReg& reg, const std::string& text) {
   if (const TMBRegTypeColItem* type = reg.GetRegTypeItem()) {
-    return type->ValueToData(type->StrToVar(text), static_cast<std::uint8_t>(reg.CountInByte()));
+    return type->StrToData(text, static_cast<std::uint8_t>(reg.CountInByte()));
   }
   Bytes data(text.begin(), text.end());
   data.resize(static_cast<std::size_t>(reg.CountInByte()), ' ');
@@ -35,16 +33,9 @@ TPlantWriter::TPlantWriter(TMBClient& client, TMBTypeInfo& types) : fClient(clie
   client.OnReadFile.Add(this, &TPlantWriter::OnReadFile);
 }
 
-bool TPlantWriter::Complete(const char* what) {
-  const auto answered = [this] { return fClient.CountPendingTransactions() == 0; };
-  if (TLoop::Current().RunUntil(answered, kLimit)) return true;
-  std::fprintf(stderr, "%s: no end after 10 seconds.\n", what);
-  return false;
-}
-
 bool TPlantWriter::Read(TMBLetter& letter) {
   letter.ReadAllRegs();
-  return Complete("Reading the settings");
+  return AllAnswered(fClient, "Reading the settings");
 }
 
 bool TPlantWriter::ChangeSettings() {
@@ -54,12 +45,12 @@ bool TPlantWriter::ChangeSettings() {
   for (TMBReg* reg : regs.RegList()) reg->SetRegData(DataFor(*reg, NewSetting(reg->Name())));
 
   TMBReg* const setPoint = regs.GetItemByName("SetPoint");
-  fSettings.WriteReg(setPoint, 0, {setPoint->Data().begin(), setPoint->Data().end()});
+  fSettings.WriteReg(setPoint, 0, ToBytes(setPoint->Data()));
   fSettings.WriteRegsF10(TStringDynArray{"TankSetPoint", "FrostSetPoint", "NightSetPoint"});
   fSettings.WriteAllF66F65();
   TMBLetter now;  // without values: what can't be read back shows none
   now.Assign(fSettings);
-  if (!Complete("Writing the settings") || !Read(now)) return false;
+  if (!AllAnswered(fClient, "Writing the settings") || !Read(now)) return false;
 
   std::printf("\nSettings, written and read back:\n");
   for (int i = 0; i < regs.Count(); ++i) {
@@ -75,7 +66,7 @@ bool TPlantWriter::ReadServiceLog() {
   std::printf("\nService log, file %u:\n", kServiceFile);
   const auto fields = fTypes.TypeStructurs().ItemsByStructurName(kServiceStructur);
   fClient.ReadFileByStructur(kServiceFile, 0, kServiceRecords, fields, nullptr);
-  return Complete("Reading the service log");
+  return AllAnswered(fClient, "Reading the service log");
 }
 
 void TPlantWriter::OnReadFile(TMBClient& /*sender*/, TServerReply reply,
@@ -95,7 +86,7 @@ void TPlantWriter::OnReadFile(TMBClient& /*sender*/, TServerReply reply,
 bool TPlantWriter::ReadIdentity() {
   fClient.OnRead = {this, &TPlantWriter::OnRead};
   fClient.Read(0x11, 0, 0, nullptr);
-  const bool complete = Complete("Reading the identity");
+  const bool complete = AllAnswered(fClient, "Reading the identity");
   fClient.OnRead = {};
   return complete;
 }

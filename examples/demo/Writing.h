@@ -7,8 +7,7 @@
 
 namespace OrvixModBus {
 
-/// Every operation runs the loop until the device has answered, and returns false, with a message
-/// on standard error, when it has not after ten seconds.
+/// Every operation runs the loop until the device has answered; false as AllAnswered.
 class TPlantWriter : public TObject {
  public:
   TPlantWriter(TMBClient& client, TMBTypeInfo& types);
@@ -22,7 +21,6 @@ class TPlantWriter : public TObject {
 
  private:
   bool Read(TMBLetter& letter);
-  bool Complete(const char* what);
   void OnReadFile(TMBClient& sender, TServerReply reply, TModbusFileRecordList& records,
                   TObject* letterOwner);
   void OnRead(TMBClient& sender, TServerReply reply, std::uint8_t func, std::uint32_t startReg,

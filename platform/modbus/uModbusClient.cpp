@@ -17,8 +17,7 @@ constexpr std::uint8_t kReportServerID = 0x11;
 Bytes ReportedData(const TModbusTransaction& transaction) {
   const auto reply = transaction.Reply().Data();
   if (transaction.ServerReply() != TServerReply::srNormalReply || reply.size() < 3) return {};
-  const auto data = reply.subspan(3, std::min<std::size_t>(reply[2], reply.size() - 3));
-  return Bytes(data.begin(), data.end());
+  return ToBytes(reply.subspan(3, std::min<std::size_t>(reply[2], reply.size() - 3)));
 }
 
 }  // namespace

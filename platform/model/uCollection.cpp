@@ -8,13 +8,6 @@
 #include "platform/rtl/uException.h"
 
 namespace OrvixModBus {
-namespace {
-
-[[noreturn]] void RefuseIndex(int index) {
-  throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-}
-
-}  // namespace
 
 TCollectionItem::TCollectionItem(TCollection* collection) {
   if (collection != nullptr) collection->InsertItem(*this);
@@ -27,7 +20,7 @@ TCollectionItem::~TCollectionItem() {
 TPersistent* TCollectionItem::GetOwner() const { return fCollection; }
 
 void TCollectionItem::SetIndex(int value) {
-  if (fCollection == nullptr || value < 0 || value >= fCollection->Count()) RefuseIndex(value);
+  if (fCollection == nullptr || value < 0 || value >= fCollection->Count()) throw EListError(value);
   fCollection->CheckThread();
   if (value == fIndex) return;
   auto& items = fCollection->fItems;
@@ -68,7 +61,7 @@ TCollectionItem* TCollection::Add() {
 }
 
 TCollectionItem* TCollection::Insert(int index) {
-  if (index < 0 || index > Count()) RefuseIndex(index);
+  if (index < 0 || index > Count()) throw EListError(index);
   const TUpdate update(*this);
   TCollectionItem* const item = Add();
   item->SetIndex(index);
@@ -76,7 +69,7 @@ TCollectionItem* TCollection::Insert(int index) {
 }
 
 TCollectionItem* TCollection::Items(int index) const {
-  if (index < 0 || index >= Count()) RefuseIndex(index);
+  if (index < 0 || index >= Count()) throw EListError(index);
   return fItems[static_cast<std::size_t>(index)];
 }
 

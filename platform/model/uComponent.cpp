@@ -36,7 +36,7 @@ TComponent::~TComponent() {
 
 TComponent* TComponent::Components(int index) const {
   if (index < 0 || index >= ComponentCount()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+    throw EListError(index);
   }
   return fComponents[static_cast<std::size_t>(index)];
 }

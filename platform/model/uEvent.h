@@ -107,6 +107,9 @@ class TEvent<TResult(TArgs...)> {
   std::shared_ptr<THandler> fHandler;
 };
 
+/// Tells that something has happened to sender, and nothing else.
+using TNotifyEvent = TEvent<void(TObject& sender)>;
+
 template <class TSignature>
 class TEventList;
 

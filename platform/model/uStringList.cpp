@@ -215,7 +215,7 @@ const TClassInfo& TStringList::StaticClass() {
 
 std::size_t TStringList::CheckIndex(int index) const {
   if (index < 0 || index >= Count()) {
-    throw EStringListError("List index out of bounds (" + std::to_string(index) + ")");
+    throw EStringListError(index);
   }
   return static_cast<std::size_t>(index);
 }

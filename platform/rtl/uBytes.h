@@ -14,6 +14,8 @@ using Bytes = std::vector<std::uint8_t>;
 /// A run of bytes that an operation only reads: Bytes, an array, a part of either.
 using TByteView = std::span<const std::uint8_t>;
 
+inline Bytes ToBytes(TByteView view) { return {view.begin(), view.end()}; }
+
 /// Strings in order; every string is UTF-8.
 using TStringDynArray = std::vector<std::string>;
 

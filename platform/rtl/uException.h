@@ -2,6 +2,7 @@
 // uException: the exception classes that the components raise.
 
 #include <stdexcept>
+#include <string>
 
 namespace OrvixModBus {
 
@@ -36,6 +37,9 @@ class EDivByZero : public Exception {
 class EListError : public Exception {
  public:
   using Exception::Exception;
+  /// The list has no such place.
+  explicit EListError(int index)
+      : Exception("List index out of bounds (" + std::to_string(index) + ")") {}
 };
 
 /// An argument outside the range that an operation takes.

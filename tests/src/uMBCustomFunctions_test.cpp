@@ -121,8 +121,10 @@ TEST_F(CustomFunctions, SendNothingWithoutAClientOrALine) {
   function->SetMBClient(nullptr);
   function->Ask(1);
   function->SetMBClient(a.client.get());
-  a.Emulate();
-  function->Ask(1);
+  for (const TConnectionType type : {TConnectionType::mbEmul, TConnectionType::mbTCP}) {
+    a.connection->SetConnectionType(type);
+    function->Ask(1);
+  }
   b.line->SetActive(false);
   function->SetMBClient(b.client.get());
   function->Ask(1);

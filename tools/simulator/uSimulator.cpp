@@ -62,7 +62,7 @@ Bytes TSimulator::Answer(std::span<const std::uint8_t> frame) {
   Bytes reply = fault == EFault::Exception ? ExceptionReply(request[0], rule->ExceptionCode)
                                            : Execute(address, request);
   if (address == kBroadcast || fault == EFault::Silence) reply.clear();
-  if (KeepsJournal) Journal.push_back({address, {request.begin(), request.end()}, reply});
+  if (KeepsJournal) Journal.push_back({address, ToBytes(request), reply});
   if (reply.empty()) return {};
   Bytes replyFrame = FrameOf(address, reply);
   if (fault == EFault::WrongCheckSum) replyFrame.back() ^= 0xFF;

@@ -248,7 +248,7 @@ void ReadRange(const std::string& key, const TNode& node, const TTableForm& form
   }
 }
 
-TSimulatedFile ReadRecords(const TNode& node) {
+TSimulatedFile ReadFileOf(const TNode& node) {
   TSimulatedFile file;
   for (const auto& [key, record] : node.Members()) {
     const auto number = static_cast<std::uint16_t>(ReadKey(key, record, kWordMax));
@@ -262,7 +262,7 @@ TSimulatedFile ReadRecords(const TNode& node) {
 void ReadFiles(const TNode& node, TSimulatedDevice& device) {
   for (const auto& [key, file] : node.Members()) {
     const auto number = static_cast<std::uint16_t>(ReadKey(key, file, kWordMax));
-    device.Files[number] = ReadRecords(file);
+    device.Files[number] = ReadFileOf(file);
   }
 }
 
