@@ -3,25 +3,17 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <filesystem>
+#include <functional>
 #include <iostream>
-#include <memory>
-#include <optional>
 #include <span>
 #include <string>
-#include <system_error>
 
-#include "platform/loop/uSystemLoop.h"
-#include "platform/modbus/uSerialPort.h"
 #include "platform/rtl/uNumText.h"
-#include "tools/simulator/uOwnedHandle.h"
-#include "tools/simulator/uPseudoTerminal.h"
 #include "tools/simulator/uSimulatorFile.h"
-#include "tools/simulator/uSimulatorLine.h"
+#include "tools/simulator/uSimulatorOutlet.h"
 
 namespace OrvixModBus {
 namespace {
@@ -107,65 +99,16 @@ void Describe(CLI::App& app, TOptions& options) {
       std::string(kSimulatorFileForm));
 }
 
-// The pseudo-terminal's second name, as long as this is there.
-class TLink {
- public:
-  TLink(const std::string& target, const std::string& path) : fTarget(target), fPath(path) {
-    if (std::filesystem::is_symlink(path)) std::filesystem::remove(path);  // left over
-    std::filesystem::create_symlink(target, path);
+TSimulatorOutletSettings OutletOf(const TOptions& options) {
+  TSimulatorOutletSettings settings{.Port = {.Name = options.Port, .BaudRate = options.BaudRate},
+                                    .Link = options.Link};
+  if (options.Parity == "odd") settings.Port.Parity = TParityScheme::psOdd;
+  if (options.Parity == "none") {
+    settings.Port.Parity = TParityScheme::psNone;
+    settings.Port.StopBits = TStopBits::sb2;  // a character has 11 bits anyway
   }
-  TLink(const TLink&) = delete;
-  TLink& operator=(const TLink&) = delete;
-  ~TLink() {
-    std::error_code error;
-    // Another simulator may have made the link its own meanwhile.
-    if (std::filesystem::read_symlink(fPath, error) != fTarget) return;
-    std::filesystem::remove(fPath, error);
-  }
-
- private:
-  const std::filesystem::path fTarget, fPath;
-};
-
-// What is served: a port when one is named, else a pseudo-terminal.
-class TOutlet {
- public:
-  explicit TOutlet(const TOptions& options) {
-    if (options.Port.empty()) {
-      fTerminal.emplace();
-      if (!options.Link.empty()) fLink.emplace(fTerminal->Path(), options.Link);
-    } else {
-      OpenPort(options);
-    }
-  }
-  THandle Handle() const { return fPort ? fPort->Handle() : fTerminal->Handle(); }
-  std::string Path(const TOptions& options) const {
-    return fPort ? options.Port : fTerminal->Path();
-  }
-
- private:
-  void OpenPort(const TOptions& options) {
-    TPortSettings settings{.Name = options.Port, .BaudRate = options.BaudRate};
-    if (options.Parity == "odd") settings.Parity = TParityScheme::psOdd;
-    if (options.Parity == "none") {
-      settings.Parity = TParityScheme::psNone;
-      settings.StopBits = TStopBits::sb2;  // a character has 11 bits anyway
-    }
-    fPort = TSerialPort::New();
-    fPort->Open(settings);
-  }
-
-  std::unique_ptr<TSerialPort> fPort;
-  std::optional<TPseudoTerminal> fTerminal;
-  std::optional<TLink> fLink;
-};
-
-const TWakePipe& SignalPipe() {
-  static const TWakePipe pipe;
-  return pipe;
+  return settings;
 }
-
-void WakeBySignal(int) { SignalPipe().Wake(); }
 
 void Print(ELineFrame kind, std::span<const std::uint8_t> frame) {
   std::string text = kind == ELineFrame::Request ? ">" : "<";
@@ -181,18 +124,10 @@ void Serve(const TOptions& options) {
   settings.Burst = options.Burst;
   settings.Turnaround = std::chrono::nanoseconds(std::llround(options.Turnaround * 1e6));
 
-  const TOutlet outlet(options);
-  TSystemLoop loop;
-  const auto answer = [&](auto request) { return simulator.Answer(request); };
-  TSimulatorLine line(loop, outlet.Handle(), answer, settings);
-  if (options.Trace) line.OnFrame = Print;
-
-  const auto watch = loop.NewWatch(SignalPipe().ReadEnd(), [&loop](TReadiness) { loop.Stop(); });
-  watch->Want(TReadiness::rdRead);
-  std::signal(SIGINT, WakeBySignal);
-  std::signal(SIGTERM, WakeBySignal);
-  std::cout << outlet.Path(options) << std::endl;
-  loop.Run();
+  const TSimulatorOutlet outlet(OutletOf(options));
+  std::function<void(ELineFrame, std::span<const std::uint8_t>)> onFrame;
+  if (options.Trace) onFrame = Print;
+  ServeUntilSignal(simulator, outlet, settings, std::cout, onFrame);
 }
 
 int Main(int argc, char** argv) {
