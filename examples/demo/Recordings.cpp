@@ -8,11 +8,11 @@
 #include <limits>
 
 #include "Plant.h"
-#include "Table.h"
 #include "Waiting.h"
 #include "platform/rtl/uNumText.h"
 #include "platform/rtl/uTextFile.h"
 #include "tools/display/uProgressBar.h"
+#include "tools/display/uTextTable.h"
 
 namespace OrvixModBus {
 namespace {
@@ -121,22 +121,23 @@ bool TPlantRecorder::ReadRecords(std::size_t count) {
 }
 
 void TPlantRecorder::PrintLog(bool all) {
-  TStringDynArray names = {"record"}, units = {""};
+  TTextTable table{{{"record"}}, {}};
+  TStringDynArray units = {""};
   for (const TMBRegTypeStructure* field :
        fTypes.TypeStructurs().ItemsByStructurName(kEventStructur)) {
-    names.push_back(field->Name());
+    table.Columns.push_back({field->Name()});
     units.push_back(field->Caption());
   }
-  std::vector<TStringDynArray> rows = {names, units};
+  table.Rows = {units};
   const std::size_t count = fRecords.size();
   for (std::size_t i = 0; i < count; ++i) {
     const bool shown = all || i < kShownRecords || i + kShownRecords >= count;
-    if (!shown && i == kShownRecords) rows.push_back({"..."});
+    if (!shown && i == kShownRecords) table.Rows.push_back({"..."});
     if (!shown) continue;
-    rows.push_back({std::to_string(i + 1)});
-    std::ranges::copy(ValuesOf(kEventStructur, fRecords[i]), std::back_inserter(rows.back()));
+    table.Rows.push_back({std::to_string(i + 1)});
+    std::ranges::copy(ValuesOf(kEventStructur, fRecords[i]), std::back_inserter(table.Rows.back()));
   }
-  PrintColumns(rows);
+  std::printf("%s", TableText(table).c_str());
 }
 
 bool TPlantRecorder::DrawOscillogram(const std::string& picture) {

@@ -14,6 +14,7 @@
 #include "Recordings.h"
 #include "Table.h"
 #include "Writing.h"
+#include "tools/display/uShownText.h"
 #include "tools/simulator/uPseudoTerminal.h"
 #include "tools/simulator/uSimulatorThread.h"
 
