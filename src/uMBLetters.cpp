@@ -11,8 +11,6 @@
 namespace OrvixModBus {
 namespace {
 
-// Function codes in the order in which a letter reads them.
-constexpr std::uint8_t kReadFuncs[] = {0x01, 0x02, 0x03, 0x04, 0x21, 0x43, 0x44};
 constexpr std::uint8_t kWriteMultipleRegisters = 0x10;
 constexpr std::uint8_t kWriteSingleCoil = 0x05;
 // Completion is told by the counters of the codes 1 to 102.
@@ -23,7 +21,7 @@ bool IsSingleWrite(std::uint8_t func) { return func == 0x06 || func == 0x6C; }
 
 // Emulation leaves out $02, as this system does.
 bool IsReadEmulated(std::uint8_t func) {
-  return func != 0x02 && std::ranges::find(kReadFuncs, func) != std::end(kReadFuncs);
+  return func != 0x02 && std::ranges::find(kMBReadFuncs, func) != std::end(kMBReadFuncs);
 }
 
 // Does a reply with these values, read from startReg on, hold the whole register?
@@ -156,7 +154,7 @@ void TMBLetter::ReadRegs(TMBRegList& list, const TMBRegProc& proc) {
   SortMBRegs(list);
   if (fClient->IsEmul()) return ReadEmulated(list, proc);
   TMBGroupList groups;
-  for (const std::uint8_t func : kReadFuncs) {
+  for (const std::uint8_t func : kMBReadFuncs) {
     std::ranges::move(MBRegsOptimize(list, fMaxHole, func), std::back_inserter(groups));
   }
   ReadOptimizeRegs(groups, proc);
@@ -198,15 +196,11 @@ void TMBLetter::ReadOptimizeRegs(const TMBGroupList& groups, const TMBRegProc& p
   TFirstError error;
   for (const auto& group : groups) {
     const std::uint8_t func = group->MBFuncRead();
-    const int count = group->GetRegsCount() * group->BytesInOneReg();
-    if (func != 0x21 && group->GetRegsCount() == 0) continue;
+    const auto count = CountToRead(*group);
+    if (!count) continue;
     if (!self || !fClient) break;
     Request(
-        func,
-        [&](TMBClient& client) {
-          client.Read(func, group->Adress(), static_cast<std::uint16_t>(count), this);
-        },
-        error);
+        func, [&](TMBClient& client) { client.Read(func, group->Adress(), *count, this); }, error);
     if (proc) error.Run([&] { proc(*group); });
   }
   error.Raise();
@@ -368,7 +362,7 @@ void TMBLetter::Update(const TRef<TMBReg>& reg, bool written, TFirstError& error
 }
 
 void TMBLetter::SpreadRead(std::uint8_t func, std::uint32_t startReg, const Bytes& values) {
-  if (std::ranges::find(kReadFuncs, func) == std::end(kReadFuncs)) return;
+  if (std::ranges::find(kMBReadFuncs, func) == std::end(kMBReadFuncs)) return;
   const std::uint64_t reach = values.size() * (IsBitFunc(func) ? 8 : 1);
   auto found = std::exchange(fFound, {});
   fReadPlaces.Find(func, startReg, startReg + reach, found);

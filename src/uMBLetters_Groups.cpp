@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <span>
+#include <utility>
 
 #include "platform/rtl/uException.h"
 
@@ -36,52 +37,37 @@ class TGrouping {
   void Take(const TMBReg& reg) {
     const std::int64_t start = reg.Adress();
     const std::int64_t end = start + (fRegisters ? reg.GetRegsCount() : reg.CountInByte());
-    if (fSpans.empty()) {
-      fRuns.push_back(0);  // measured from the first register of the whole list
-    } else if (BeginsRun(start, end)) {
-      fRuns.push_back(fSpans.size());
-      fRunStart = start;
+    if (const auto begin = Begin(start, end)) {
+      fRuns.push_back({fSpans.size(), *begin});
+      // The first run is measured from the first register of the whole list.
+      if (*begin != TRunBegin::rbFirst) fRunStart = start;
     }
     fSpans.push_back({&reg, start, end});
   }
 
-  TMBGroupList Groups() const {
-    TMBGroupList groups;
+  // take(begin, run) for every run; one of more bytes than a register may have is several.
+  template <class TTake>
+  void ForEachRun(TTake take) const {
     for (std::size_t i = 0; i < fRuns.size(); ++i) {
-      const std::size_t past = i + 1 < fRuns.size() ? fRuns[i + 1] : fSpans.size();
-      AppendGroups(TRun(fSpans).subspan(fRuns[i], past - fRuns[i]), groups);
+      const std::size_t past = i + 1 < fRuns.size() ? fRuns[i + 1].First : fSpans.size();
+      TRun run = TRun(fSpans).subspan(fRuns[i].First, past - fRuns[i].First);
+      TRunBegin begin = fRuns[i].Begin;
+      while (run.size() > 1 && BytesOf(run) > kMaxRegBytes) {
+        std::size_t count = 1;
+        while (BytesOf(run.first(count + 1)) <= kMaxRegBytes) ++count;
+        take(begin, run.first(count));
+        run = run.subspan(count);
+        begin = TRunBegin::rbTooManyBytes;
+      }
+      take(begin, run);
     }
-    return groups;
   }
 
- private:
-  bool BeginsRun(std::int64_t start, std::int64_t end) const {
-    const bool gap = start > fSpans.back().End;
-    const bool tooLong = end - fRunStart > kMaxRun;
-    const bool newBlock = fRegisters && (start & 0xFF) == 0;
-    return gap || tooLong || newBlock;
-  }
-
-  std::int64_t BytesOf(const TRun& run) const {
-    const std::int64_t units = run.back().End - run.front().Start;
-    return units * (fRegisters ? run.front().Reg->BytesInOneReg() : 1);
-  }
-
-  // A run of more bytes than a register may have is read in several requests.
-  void AppendGroups(TRun run, TMBGroupList& groups) const {
-    while (run.size() > 1 && BytesOf(run) > kMaxRegBytes) {
-      std::size_t count = 1;
-      while (BytesOf(run.first(count + 1)) <= kMaxRegBytes) ++count;
-      AppendGroup(run.first(count), groups);
-      run = run.subspan(count);
-    }
-    AppendGroup(run, groups);
-  }
-
-  void AppendGroup(const TRun& run, TMBGroupList& groups) const {
+  // Nil when there is nothing to read.
+  std::unique_ptr<TMBReg> GroupOf(const TRun& run) const {
     if (BytesOf(run) > kMaxRegBytes) throw Exception("More then 250 bytes in reg");
     const auto length = static_cast<std::uint8_t>(run.back().End - run.front().Start);
-    if (length == 0) return;
+    if (length == 0) return nullptr;
     auto group = std::make_unique<TMBReg>(nullptr);
     group->Assign(*run.front().Reg);
     if (fRegisters) {
@@ -90,14 +76,51 @@ class TGrouping {
       group->SetRegsCount(1);
       group->SetBytesInOneReg(length);
     }
-    groups.push_back(std::move(group));
+    return group;
+  }
+
+ private:
+  struct TRunStart {
+    std::size_t First;  // index into the spans
+    TRunBegin Begin;
+  };
+
+  // Nothing when the register goes on with the run before.
+  std::optional<TRunBegin> Begin(std::int64_t start, std::int64_t end) const {
+    if (fSpans.empty()) return TRunBegin::rbFirst;
+    if (start > fSpans.back().End) return TRunBegin::rbGap;
+    if (end - fRunStart > kMaxRun) {
+      const bool ownStart = fRunStart == fSpans[fRuns.back().First].Start;
+      return ownStart ? TRunBegin::rbTooLong : TRunBegin::rbTooFar;
+    }
+    if (fRegisters && (start & 0xFF) == 0) return TRunBegin::rbNewBlock;
+    return std::nullopt;
+  }
+
+  std::int64_t BytesOf(const TRun& run) const {
+    const std::int64_t units = run.back().End - run.front().Start;
+    return units * (fRegisters ? run.front().Reg->BytesInOneReg() : 1);
   }
 
   bool fRegisters;
   std::int64_t fRunStart;
   std::vector<TSpan> fSpans;
-  std::vector<std::size_t> fRuns;  // index of each run's first span
+  std::vector<TRunStart> fRuns;
 };
+
+// Calls take(begin, run, group) for every run of function code func that there is something to read
+// of. list must be sorted by address.
+template <class TTake>
+void ForEachGroup(const TMBRegList& list, std::uint8_t func, TTake take) {
+  if (list.empty()) return;
+  TGrouping grouping(list, func);
+  for (const TMBReg* reg : list) {
+    if (reg->MBFuncRead() == func) grouping.Take(*reg);
+  }
+  grouping.ForEachRun([&](TRunBegin begin, const TRun& run) {
+    if (auto group = grouping.GroupOf(run)) take(begin, run, std::move(group));
+  });
+}
 
 // Appends the data of reg to the group that ends where it begins, while a block has room.
 bool Join(TMBReg& group, const TMBReg& reg) {
@@ -140,12 +163,27 @@ TMBRegList ListByFunc(const TMBRegList& list, std::uint8_t func, TFuncKind kind)
 }
 
 TMBGroupList MBRegsOptimize(const TMBRegList& list, std::uint8_t /*maxHole*/, std::uint8_t func) {
-  if (list.empty()) return {};
-  TGrouping grouping(list, func);
-  for (const TMBReg* reg : list) {
-    if (reg->MBFuncRead() == func) grouping.Take(*reg);
-  }
-  return grouping.Groups();
+  TMBGroupList groups;
+  ForEachGroup(list, func, [&](TRunBegin, const TRun&, std::unique_ptr<TMBReg> group) {
+    groups.push_back(std::move(group));
+  });
+  return groups;
+}
+
+std::vector<TMBRegRun> MBRegRuns(const TMBRegList& list, std::uint8_t func) {
+  std::vector<TMBRegRun> runs;
+  ForEachGroup(list, func, [&](TRunBegin begin, const TRun& run, std::unique_ptr<TMBReg> group) {
+    TMBRegRun& found = runs.emplace_back();
+    found.Begin = begin;
+    found.Group = std::move(group);
+    std::ranges::transform(run, std::back_inserter(found.Regs), &TSpan::Reg);
+  });
+  return runs;
+}
+
+std::optional<std::uint16_t> CountToRead(const TMBReg& group) {
+  if (group.GetRegsCount() == 0 && group.MBFuncRead() != 0x21) return std::nullopt;
+  return static_cast<std::uint16_t>(group.GetRegsCount() * group.BytesInOneReg());
 }
 
 TMBGroupList RegsToWriteF66F65Optimize(const TMBRegList& list, std::uint8_t func) {

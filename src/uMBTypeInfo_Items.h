@@ -34,22 +34,7 @@ struct TEnumNames<TRegType> {
 };
 
 /// A set of kinds: `{TRegType::rtNum, TRegType::rtList}`.
-class TRegTypeSet {
- public:
-  constexpr TRegTypeSet(std::initializer_list<TRegType> types) {
-    for (const TRegType type : types) fBits |= Bit(type);
-  }
-  constexpr bool Contains(TRegType type) const { return (fBits & Bit(type)) != 0; }
-  constexpr bool operator==(const TRegTypeSet&) const = default;
-
- private:
-  static constexpr std::uint32_t Bit(TRegType type) {
-    const auto ordinal = static_cast<std::uint32_t>(type);
-    return ordinal < std::size(TEnumNames<TRegType>::Values) ? 1U << ordinal : 0;
-  }
-
-  std::uint32_t fBits = 0;
-};
+using TRegTypeSet = TSet<TRegType>;
 
 /// What a text or a value that its type does not know raises.
 struct TOutBoundException : Exception {

@@ -8,22 +8,9 @@
 
 #include "platform/designer/uComponentEditor.h"
 #include "platform/designer/uDesigner.h"
-#include "platform/model/uComponent.h"
-#include "platform/model/uProperty.h"
+#include "platform/model/uComponentClass.h"
 
 namespace OrvixModBus {
-
-/// A class of components that a designer can put on a form.
-struct TComponentClass {
-  const TClassInfo* Info;
-  TComponent* (*Create)(TComponent& owner);  ///< a new one, which belongs to owner
-};
-
-/// `RegisterComponents("ModBus", {ComponentClass<TMBLetter>()})`
-template <class T>
-TComponentClass ComponentClass() {
-  return {&T::StaticClass(), [](TComponent& owner) -> TComponent* { return new T(&owner); }};
-}
 
 /// A page of the palette: its classes in order of registration.
 struct TPalettePage {

@@ -30,6 +30,7 @@ void TModbusConnection::SetStoredActive(bool value) {
   if (!value) return SetActive(false);
   CheckThread();
   fOpenLater = true;
+  if (Loading()) return;
   TLoop::Current().Post([self = TRef<TModbusConnection>(this)] {
     if (self) self->OpenStored();
   });
@@ -155,7 +156,7 @@ const TClassInfo& TModbusConnection::StaticClass() {
                  kDefault.EchoSuppression),
        Published("ReconnectInterval", &TSelf::ReconnectInterval, &TSelf::SetReconnectInterval,
                  kDefault.ReconnectInterval),
-       Published("Active", &TSelf::Active, &TSelf::SetStoredActive, false),
+       Published("Active", &TSelf::StoredActive, &TSelf::SetStoredActive, false),
        PublishedEvent("OnPortLost", &TSelf::OnPortLost),
        PublishedEvent("OnPortFound", &TSelf::OnPortFound),
        PublishedEvent("OnTrace", &TSelf::OnTrace)});

@@ -109,6 +109,7 @@ class TModbusConnection : public TComponent {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  private:
+  bool StoredActive() const { return fOpenLater || Active(); }
   void SetStoredActive(bool value);
   void OpenStored();
   template <class T>

@@ -40,6 +40,10 @@ class TComponent : public TPersistent {
   /// bears; EComponentError otherwise, and nothing has changed.
   void SetName(const std::string& value);
 
+  /// True while a form is being read into this component: what a property asks for beyond its
+  /// value, such as an open port, waits for Loaded. For readers of forms to set.
+  bool Loading() const { return fLoading; }
+  void SetLoading(bool value) { fLoading = value; }
   /// Called once after a form has been read whole. The base does nothing.
   virtual void Loaded() {}
 
@@ -73,6 +77,7 @@ class TComponent : public TPersistent {
   std::string fName;
   TThreadMark fThread;
   bool fDestroying = false;
+  bool fLoading = false;
 };
 
 }  // namespace OrvixModBus

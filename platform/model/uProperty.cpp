@@ -1,6 +1,7 @@
 #include "platform/model/uProperty.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "platform/rtl/uException.h"
 
@@ -49,6 +50,12 @@ void CheckValue(const TPersistent& object, const TPropertyInfo& property,
     case TPropertyKind::pkEnumeration:
       return CheckOrdinal(object, property, ordinal("a value's name"), 0,
                           static_cast<std::int64_t>(property.EnumNames.size()) - 1);
+    case TPropertyKind::pkSet:
+      return CheckOrdinal(object, property, ordinal("a set"), 0,
+                          (std::int64_t{1} << property.EnumNames.size()) - 1);
+    case TPropertyKind::pkBinary:
+      Expect<Bytes>(object, property, value, "bytes");
+      return;
     case TPropertyKind::pkFloat:
       Expect<double>(object, property, value, "a number");
       return;
@@ -90,6 +97,22 @@ const TPropertyInfo* TClassInfo::Property(std::string_view name) const {
 void SetProperty(TPersistent& object, const TPropertyInfo& property, const TPropertyValue& value) {
   CheckValue(object, property, value);
   property.Set(object, value);
+}
+
+bool SameValue(const TPropertyInfo& property, const TPropertyValue& one,
+               const TPropertyValue& other) {
+  if (one.index() != other.index()) return false;
+  return std::visit(
+      [&]<class T>(const T& left) {
+        const T& right = std::get<T>(other);
+        if constexpr (std::is_same_v<T, std::any>)
+          return property.SameHandler(left, right);
+        else if constexpr (std::is_same_v<T, double>)
+          return left == right || (std::isnan(left) && std::isnan(right));
+        else
+          return left == right;
+      },
+      one);
 }
 
 }  // namespace OrvixModBus

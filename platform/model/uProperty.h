@@ -14,7 +14,9 @@
 #include <variant>
 #include <vector>
 
+#include "platform/model/uEnum.h"
 #include "platform/model/uPersistent.h"
+#include "platform/rtl/uBytes.h"
 
 namespace OrvixModBus {
 
@@ -26,6 +28,8 @@ enum class TPropertyKind {
   pkString,       ///< std::string, UTF-8
   pkBoolean,      ///< std::int64_t 0 or 1
   pkEnumeration,  ///< std::int64_t, index into EnumNames
+  pkSet,          ///< std::int64_t, bit n for the value EnumNames[n]
+  pkBinary,       ///< Bytes
   pkObject,       ///< TPersistent*, owned by the object: a collection or a string list
   pkReference,    ///< TPersistent*, an object elsewhere or nil
   pkEvent,        ///< std::any holding the TEvent<...> of the property
@@ -33,12 +37,7 @@ enum class TPropertyKind {
 
 /// A property's value in the form common to all of its kind, see TPropertyKind.
 using TPropertyValue =
-    std::variant<std::monostate, std::int64_t, double, std::string, TPersistent*, std::any>;
-
-/// Specialise with `static constexpr std::string_view Values[]`: the names of an enumeration's
-/// values in ordinal order.
-template <class TEnum>
-struct TEnumNames;
+    std::variant<std::monostate, std::int64_t, double, std::string, Bytes, TPersistent*, std::any>;
 
 /// One published property.
 struct TPropertyInfo {
@@ -51,9 +50,11 @@ struct TPropertyInfo {
   std::function<void(TPersistent&, const TPropertyValue&)> Set;
   std::int64_t Min = 0;  ///< of pkInteger
   std::int64_t Max = 0;
-  std::span<const std::string_view> EnumNames;  ///< of pkEnumeration
+  std::span<const std::string_view> EnumNames;  ///< of pkEnumeration and pkSet
   /// pkReference: does the object fit the property's type? Empty otherwise.
   std::function<bool(const TPersistent&)> Accepts;
+  /// pkEvent: are both the same handler, or nobody's? Empty otherwise.
+  std::function<bool(const std::any&, const std::any&)> SameHandler;
 };
 
 /// A class: its name, its parent class and the properties that it adds to it.
@@ -81,6 +82,11 @@ class TClassInfo {
 namespace Detail {
 
 template <class T>
+inline constexpr bool kIsSet = false;
+template <class TEnum>
+inline constexpr bool kIsSet<TSet<TEnum>> = true;
+
+template <class T>
 constexpr TPropertyKind KindOf() {
   if constexpr (std::is_same_v<T, bool>)
     return TPropertyKind::pkBoolean;
@@ -92,6 +98,10 @@ constexpr TPropertyKind KindOf() {
     return TPropertyKind::pkFloat;
   else if constexpr (std::is_pointer_v<T>)
     return TPropertyKind::pkReference;
+  else if constexpr (kIsSet<T>)
+    return TPropertyKind::pkSet;
+  else if constexpr (std::is_same_v<T, Bytes>)
+    return TPropertyKind::pkBinary;
   else
     return TPropertyKind::pkString;
 }
@@ -104,6 +114,10 @@ TPropertyValue ToValue(const T& value) {
     return static_cast<double>(value);
   else if constexpr (std::is_pointer_v<T>)
     return static_cast<TPersistent*>(value);
+  else if constexpr (kIsSet<T>)
+    return static_cast<std::int64_t>(value.Bits());
+  else if constexpr (std::is_same_v<T, Bytes>)
+    return value;
   else
     return std::string(value);
 }
@@ -116,6 +130,10 @@ T FromValue(const TPropertyValue& value) {
     return static_cast<T>(std::get<double>(value));
   else if constexpr (std::is_pointer_v<T>)
     return dynamic_cast<T>(std::get<TPersistent*>(value));
+  else if constexpr (kIsSet<T>)
+    return T::FromBits(static_cast<std::uint32_t>(std::get<std::int64_t>(value)));
+  else if constexpr (std::is_same_v<T, Bytes>)
+    return std::get<Bytes>(value);
   else
     return T(std::get<std::string>(value));
 }
@@ -149,6 +167,9 @@ TPropertyInfo Published(std::string_view name, TGot (TClass::*get)() const,
   }
   if constexpr (Detail::KindOf<TValue>() == TPropertyKind::pkEnumeration) {
     info.EnumNames = TEnumNames<TValue>::Values;
+  }
+  if constexpr (Detail::kIsSet<TValue>) {
+    info.EnumNames = TEnumNames<typename TValue::TElement>::Values;
   }
   if constexpr (std::is_pointer_v<TValue>) {
     info.Accepts = [](const TPersistent& object) {
@@ -187,11 +208,21 @@ TPropertyInfo PublishedEvent(std::string_view name, TEventType TClass::*event) {
   info.Set = [event](TPersistent& object, const TPropertyValue& value) {
     static_cast<TClass&>(object).*event = std::any_cast<TEventType>(std::get<std::any>(value));
   };
+  info.SameHandler = [](const std::any& one, const std::any& other) {
+    const auto* left = std::any_cast<TEventType>(&one);
+    const auto* right = std::any_cast<TEventType>(&other);
+    if (left == nullptr || right == nullptr) return false;
+    return left->Assigned() || right->Assigned() ? *left == *right : true;
+  };
   return info;
 }
 
 /// Checks value against the property's kind, range and type, then sets it. EConvertError tells
 /// property and reason, and nothing has changed.
 void SetProperty(TPersistent& object, const TPropertyInfo& property, const TPropertyValue& value);
+
+/// Are both values of the property the same? A NaN is the same as another one.
+bool SameValue(const TPropertyInfo& property, const TPropertyValue& one,
+               const TPropertyValue& other);
 
 }  // namespace OrvixModBus

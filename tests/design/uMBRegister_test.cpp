@@ -62,7 +62,7 @@ TEST(Register, MakesEachClassCreatable) {
   TComponent form;
   for (const TPalettePage& page : registry.Pages()) {
     for (const TComponentClass& shown : page.Classes) {
-      EXPECT_EQ(&shown.Create(form)->ClassInfo(), shown.Info) << shown.Info->Name();
+      EXPECT_EQ(&shown.Create(&form)->ClassInfo(), shown.Info) << shown.Info->Name();
     }
   }
   EXPECT_EQ(form.ComponentCount(), 9);

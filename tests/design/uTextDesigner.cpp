@@ -29,7 +29,7 @@ TComponent& TTextDesigner::Create(std::string_view className) {
   const TComponentClass* const found = fRegistry.FindClass(className);
   if (found == nullptr) throw Exception("No class " + std::string(className) + " on the palette");
   const std::string name = FreeName(fForm, *found->Info);
-  TComponent& created = *found->Create(fForm);
+  TComponent& created = *found->Create(&fForm);
   created.SetName(name);
   Modified();
   return created;

@@ -128,7 +128,7 @@ TEST(ClassRegistry, CreatesAComponentThatBelongsToItsOwner) {
   TClassRegistry registry;
   registry.RegisterComponents("Wet", {ComponentClass<TPump>()});
   TComponent form;
-  TComponent* const made = registry.FindClass("TPart1")->Create(form);
+  TComponent* const made = registry.FindClass("TPart1")->Create(&form);
   EXPECT_NE(dynamic_cast<TPump*>(made), nullptr);
   EXPECT_EQ(made->Owner(), &form);
 }

@@ -33,10 +33,10 @@ STANDS_ON = {
     "src/uMBCustomFunctions": ["src/uMBClient"],
     "src/uMBLogCustomFunctions": ["src/uMBCustomFunctions"],
     "src/uMBOscilCustomFunctions": ["src/uMBCustomFunctions"],
-    "the run-time units": [
-        "src/uMBReadWrite", "src/uMBRegSort", "src/uMBRegsAutoFill",
-        "src/uMBLogCustomFunctions", "src/uMBOscilCustomFunctions",
+    "src/uMBForm": [
+        "src/uMBRegsAutoFill", "src/uMBLogCustomFunctions", "src/uMBOscilCustomFunctions",
     ],
+    "the run-time units": ["src/uMBReadWrite", "src/uMBRegSort", "src/uMBForm"],
     "design": ["the run-time units", "platform/designer"],
     "tools": ["the run-time units"],
     "examples": ["tools"],
