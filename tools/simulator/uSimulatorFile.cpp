@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -14,127 +13,16 @@
 #include "platform/rtl/uFormat.h"
 #include "platform/rtl/uNumText.h"
 #include "platform/rtl/uTextFile.h"
+#include "tools/simulator/uJsonNode.h"
 #include "tools/simulator/uSimulatedFormula.h"
 #include "tools/simulator/uSimulatedRecord.h"
 
 namespace OrvixModBus {
 namespace {
 
-using TJson = nlohmann::json;
-
-using TKeys = std::vector<std::string_view>;
-
-// A value of the file and where it stands, for messages.
-class TNode {
- public:
-  TNode(const TJson& value, std::string place) : fValue(&value), fPlace(std::move(place)) {}
-
-  [[noreturn]] void Fail(const std::string& what) const { throw Exception(fPlace + " " + what); }
-
-  bool IsObject() const { return fValue->is_object(); }
-  bool IsList() const { return fValue->is_array(); }
-  std::vector<std::pair<std::string, TNode>> Members() const;
-  std::vector<TNode> Items() const;
-  /// Of an object; Get fails when there is none of that key.
-  std::optional<TNode> Find(std::string_view key) const;
-  TNode Get(std::string_view key) const;
-  void AllowKeys(const TKeys& keys) const;
-
-  std::uint64_t Integer(std::uint64_t least, std::uint64_t greatest) const;
-  double Real() const;
-  /// Of an object's member; fallback when there is none of that key, if there is a fallback.
-  double Real(std::string_view key, std::optional<double> fallback = std::nullopt) const;
-  bool Boolean() const;
-  const std::string& Text() const;
-  Bytes HexText() const;
-
- private:
-  void Expect(bool fits, const std::string& what) const {
-    if (!fits) Fail("must be " + what);
-  }
-  TNode Child(const TJson& value, std::string_view key) const {
-    return {value, fPlace + "/" + std::string(key)};
-  }
-
-  const TJson* fValue;
-  std::string fPlace;
-};
-
-std::vector<std::pair<std::string, TNode>> TNode::Members() const {
-  Expect(IsObject(), "an object");
-  std::vector<std::pair<std::string, TNode>> members;
-  for (const auto& [key, value] : fValue->items()) members.emplace_back(key, Child(value, key));
-  return members;
-}
-
-std::vector<TNode> TNode::Items() const {
-  Expect(IsList(), "a list");
-  std::vector<TNode> items;
-  for (const TJson& value : *fValue) items.push_back(Child(value, IntToStr(std::ssize(items))));
-  return items;
-}
-
-std::optional<TNode> TNode::Find(std::string_view key) const {
-  Expect(IsObject(), "an object");
-  const auto member = fValue->find(key);
-  if (member == fValue->end()) return std::nullopt;
-  return Child(*member, key);
-}
-
-TNode TNode::Get(std::string_view key) const {
-  const auto member = Find(key);
-  if (!member) Fail(Format("lacks \"%s\"", {key}));
-  return *member;
-}
-
-void TNode::AllowKeys(const TKeys& keys) const {
-  for (const auto& [key, _] : Members()) {
-    if (std::ranges::find(keys, key) == keys.end()) Fail(Format("can't have \"%s\"", {key}));
-  }
-}
-
-std::uint64_t TNode::Integer(std::uint64_t least, std::uint64_t greatest) const {
-  const std::uint64_t value = fValue->is_number_unsigned() ? fValue->get<std::uint64_t>() : 0;
-  Expect(fValue->is_number_unsigned() && least <= value && value <= greatest,
-         Format("%u to %u", {least, greatest}));
-  return value;
-}
-
-double TNode::Real() const {
-  Expect(fValue->is_number(), "a number");
-  return fValue->get<double>();
-}
-
-double TNode::Real(std::string_view key, std::optional<double> fallback) const {
-  const auto member = Find(key);
-  return fallback && !member ? *fallback : Get(key).Real();
-}
-
-bool TNode::Boolean() const {
-  Expect(fValue->is_boolean(), "true or false");
-  return fValue->get<bool>();
-}
-
-const std::string& TNode::Text() const {
-  Expect(fValue->is_string(), "a text");
-  return fValue->get_ref<const std::string&>();
-}
-
-Bytes TNode::HexText() const {
-  std::string digits = Text();
-  std::erase(digits, ' ');
-  const bool onlyDigits = digits.find_first_not_of("0123456789ABCDEFabcdef") == std::string::npos;
-  Expect(onlyDigits && digits.size() % 2 == 0, "pairs of hexadecimal digits");
-  Bytes bytes;
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(StrToInt("$" + digits.substr(i, 2))));
-  }
-  return bytes;
-}
-
 // What make makes; a value that it refuses is the node's fault.
 template <typename TMake>
-auto Make(const TNode& node, const TMake& make) {
+auto Make(const TJsonNode& node, const TMake& make) {
   try {
     return make();
   } catch (const EArgumentOutOfRangeException& error) {
@@ -142,39 +30,39 @@ auto Make(const TNode& node, const TMake& make) {
   }
 }
 
-std::vector<double> ReadReals(const TNode& node) {
+std::vector<double> ReadReals(const TJsonNode& node) {
   std::vector<double> values;
-  for (const TNode& item : node.Items()) values.push_back(item.Real());
+  for (const TJsonNode& item : node.Items()) values.push_back(item.Real());
   return values;
 }
 
 struct TFormulaForm {
   std::string_view Name;
-  TKeys Keys;
-  TFormula (*Make)(const TNode&);
+  TJsonKeys Keys;
+  TFormula (*Make)(const TJsonNode&);
 };
 
 const std::array<TFormulaForm, 6>& FormulaForms() {
   static const std::array<TFormulaForm, 6> kForms{{
-      {"constant", {"value"}, [](const TNode& n) { return ConstantFormula(n.Real("value")); }},
+      {"constant", {"value"}, [](const TJsonNode& n) { return ConstantFormula(n.Real("value")); }},
       {"ramp",
        {"from", "step"},
-       [](const TNode& n) { return RampFormula(n.Real("from"), n.Real("step")); }},
+       [](const TJsonNode& n) { return RampFormula(n.Real("from"), n.Real("step")); }},
       {"counter",
        {"from", "step", "period"},
-       [](const TNode& n) {
+       [](const TJsonNode& n) {
          return CounterFormula(n.Real("from"), n.Real("step"), n.Real("period"));
        }},
       {"sine",
        {"low", "high", "period", "phase", "decay"},
-       [](const TNode& n) {
+       [](const TJsonNode& n) {
          return SineFormula(n.Real("low"), n.Real("high"), n.Real("period"), n.Real("phase", 0),
                             n.Real("decay", kNoDecay));
        }},
-      {"toggle", {"period"}, [](const TNode& n) { return ToggleFormula(n.Real("period")); }},
+      {"toggle", {"period"}, [](const TJsonNode& n) { return ToggleFormula(n.Real("period")); }},
       {"cycle",
        {"values", "period"},
-       [](const TNode& n) {
+       [](const TJsonNode& n) {
          return CycleFormula(ReadReals(n.Get("values")), n.Real("period", 1));
        }},
   }};
@@ -182,8 +70,8 @@ const std::array<TFormulaForm, 6>& FormulaForms() {
 }
 
 // The formula of an object that has other keys, too.
-TFormula ReadFormula(const TNode& node, TKeys keys) {
-  const TNode name = node.Get("formula");
+TFormula ReadFormula(const TJsonNode& node, TJsonKeys keys) {
+  const TJsonNode name = node.Get("formula");
   const auto form = std::ranges::find(FormulaForms(), name.Text(), &TFormulaForm::Name);
   if (form == FormulaForms().end()) name.Fail("is no known formula");
   keys.push_back("formula");
@@ -210,13 +98,13 @@ constexpr std::array<TTableForm, 6> kTables{{
     {"paged", &TSimulatedDevice::Paged, 0xFFFFFF, 0},
 }};
 
-std::vector<std::uint32_t> ReadValues(const TNode& node, const TTableForm& form) {
+std::vector<std::uint32_t> ReadValues(const TJsonNode& node, const TTableForm& form) {
   std::vector<std::uint32_t> values;
   if (form.GreatestValue == 0) {
     const Bytes bytes = node.HexText();
     values.assign(bytes.begin(), bytes.end());
   } else {
-    for (const TNode& item : node.Items()) {
+    for (const TJsonNode& item : node.Items()) {
       values.push_back(static_cast<std::uint32_t>(item.Integer(0, form.GreatestValue)));
     }
   }
@@ -224,7 +112,7 @@ std::vector<std::uint32_t> ReadValues(const TNode& node, const TTableForm& form)
 }
 
 // The number that a member's key is.
-std::uint32_t ReadKey(const std::string& key, const TNode& node, std::uint32_t greatest,
+std::uint32_t ReadKey(const std::string& key, const TJsonNode& node, std::uint32_t greatest,
                       std::uint32_t least = 0) {
   std::int32_t number = 0;
   if (!TryStrToInt(key, number) || std::cmp_less(number, least) ||
@@ -234,7 +122,7 @@ std::uint32_t ReadKey(const std::string& key, const TNode& node, std::uint32_t g
   return static_cast<std::uint32_t>(number);
 }
 
-void ReadRange(const std::string& key, const TNode& node, const TTableForm& form,
+void ReadRange(const std::string& key, const TJsonNode& node, const TTableForm& form,
                TSimulatedTable& table) {
   const std::uint32_t start = ReadKey(key, node, form.GreatestAddress);
   const std::uint32_t room = form.GreatestAddress - start + 1;
@@ -248,7 +136,7 @@ void ReadRange(const std::string& key, const TNode& node, const TTableForm& form
   }
 }
 
-TSimulatedFile ReadFileOf(const TNode& node) {
+TSimulatedFile ReadFileOf(const TJsonNode& node) {
   TSimulatedFile file;
   for (const auto& [key, record] : node.Members()) {
     const auto number = static_cast<std::uint16_t>(ReadKey(key, record, kWordMax));
@@ -259,20 +147,20 @@ TSimulatedFile ReadFileOf(const TNode& node) {
   return file;
 }
 
-void ReadFiles(const TNode& node, TSimulatedDevice& device) {
+void ReadFiles(const TJsonNode& node, TSimulatedDevice& device) {
   for (const auto& [key, file] : node.Members()) {
     const auto number = static_cast<std::uint16_t>(ReadKey(key, file, kWordMax));
     device.Files[number] = ReadFileOf(file);
   }
 }
 
-std::endian ReadOrder(const TNode& node) {
+std::endian ReadOrder(const TJsonNode& node) {
   if (node.Text() == "big") return std::endian::big;
   if (node.Text() == "little") return std::endian::little;
   node.Fail("must be \"big\" or \"little\"");
 }
 
-TRecordField ReadField(const TNode& node, std::size_t longest) {
+TRecordField ReadField(const TJsonNode& node, std::size_t longest) {
   const auto size = [size = node.Get("size")](std::size_t greatest) {
     return static_cast<std::size_t>(size.Integer(1, greatest));
   };
@@ -285,37 +173,37 @@ TRecordField ReadField(const TNode& node, std::size_t longest) {
   return NumberField(size(8), std::move(formula), order ? ReadOrder(*order) : std::endian::big);
 }
 
-void CheckLength(const TNode& node, const Bytes& bytes, std::size_t longest) {
+void CheckLength(const TJsonNode& node, const Bytes& bytes, std::size_t longest) {
   if (bytes.empty() || bytes.size() > longest)
     node.Fail(Format("must be 1 to %u bytes", {longest}));
 }
 
-std::vector<Bytes> ReadFormat(const TNode& node, std::uint32_t count, std::size_t longest) {
+std::vector<Bytes> ReadFormat(const TJsonNode& node, std::uint32_t count, std::size_t longest) {
   TRecordFormat format;
-  for (const TNode& field : node.Items()) format.push_back(ReadField(field, longest));
+  for (const TJsonNode& field : node.Items()) format.push_back(ReadField(field, longest));
   CheckLength(node, FormRecords(format, 1).front(), longest);
   return FormRecords(format, count);
 }
 
-Bytes ReadRecord(const TNode& node, std::size_t longest) {
+Bytes ReadRecord(const TJsonNode& node, std::size_t longest) {
   Bytes record = node.HexText();
   CheckLength(node, record, longest);
   return record;
 }
 
 // The records of a log or an oscillogram: so many of a format, or a list of their bytes.
-std::vector<Bytes> ReadRecordsOf(const TNode& node, std::size_t longest) {
-  const TNode records = node.Get("records");
+std::vector<Bytes> ReadRecordsOf(const TJsonNode& node, std::size_t longest) {
+  const TJsonNode records = node.Get("records");
   if (const auto format = node.Find("format")) {
     const auto count = static_cast<std::uint32_t>(records.Integer(0, kWordMax));
     return ReadFormat(*format, count, longest);
   }
   std::vector<Bytes> list;
-  for (const TNode& record : records.Items()) list.push_back(ReadRecord(record, longest));
+  for (const TJsonNode& record : records.Items()) list.push_back(ReadRecord(record, longest));
   return list;
 }
 
-std::optional<std::uint16_t> ReadTotal(const TNode& node) {
+std::optional<std::uint16_t> ReadTotal(const TJsonNode& node) {
   const auto total = node.Find("total");
   if (!total) return std::nullopt;
   return static_cast<std::uint16_t>(total->Integer(0, kWordMax));
@@ -325,7 +213,7 @@ std::optional<std::uint16_t> ReadTotal(const TNode& node) {
 constexpr std::size_t kLongestRecord = 252;
 constexpr std::size_t kLongestOscillogramRecord = 248;
 
-void ReadLogs(const TNode& node, TSimulatedDevice& device) {
+void ReadLogs(const TJsonNode& node, TSimulatedDevice& device) {
   for (const auto& [key, log] : node.Members()) {
     const auto function = static_cast<std::uint8_t>(ReadKey(key, log, 0xFF));
     if (function != 0x20 && function != 0x24) log.Fail("must have a key of 0x20 or 0x24");
@@ -334,12 +222,12 @@ void ReadLogs(const TNode& node, TSimulatedDevice& device) {
   }
 }
 
-Bytes ReadInfo(const TNode& node) {
+Bytes ReadInfo(const TJsonNode& node) {
   if (node.IsList()) return ReadFormat(node, 1, kLongestRecord).front();
   return ReadRecord(node, kLongestRecord);
 }
 
-void ReadOscillograms(const TNode& node, TSimulatedDevice& device) {
+void ReadOscillograms(const TJsonNode& node, TSimulatedDevice& device) {
   device.OscillogramTotal = ReadTotal(node);
   for (const auto& [key, oscillogram] : node.Members()) {
     if (key == "total") continue;
@@ -350,7 +238,7 @@ void ReadOscillograms(const TNode& node, TSimulatedDevice& device) {
   }
 }
 
-TSimulatedIdentity ReadIdentity(const TNode& node) {
+TSimulatedIdentity ReadIdentity(const TJsonNode& node) {
   node.AllowKeys({"id", "text", "running"});
   TSimulatedIdentity identity;
   if (const auto id = node.Find("id")) identity.ServerId = id->HexText();
@@ -359,8 +247,8 @@ TSimulatedIdentity ReadIdentity(const TNode& node) {
   return identity;
 }
 
-void ReadServer(const TNode& node, TSimulatedDevice& device) {
-  TKeys keys{"address", "files", "identity", "logs", "oscillograms"};
+void ReadServer(const TJsonNode& node, TSimulatedDevice& device) {
+  TJsonKeys keys{"address", "files", "identity", "logs", "oscillograms"};
   for (const TTableForm& form : kTables) {
     keys.push_back(form.Key);
     const auto table = node.Find(form.Key);
@@ -376,16 +264,16 @@ void ReadServer(const TNode& node, TSimulatedDevice& device) {
   if (const auto identity = node.Find("identity")) device.Identity = ReadIdentity(*identity);
 }
 
-EFault ReadFaultName(const TNode& node) {
+EFault ReadFaultName(const TJsonNode& node) {
   if (node.Text() == "silence") return EFault::Silence;
   if (node.Text() == "exception") return EFault::Exception;
   if (node.Text() == "checksum") return EFault::WrongCheckSum;
   node.Fail("is no known fault");
 }
 
-TFaultRule ReadFault(const TNode& node) {
+TFaultRule ReadFault(const TJsonNode& node) {
   node.AllowKeys({"address", "function", "requests", "fault", "code"});
-  const auto byte = [](const TNode& number, std::uint64_t least, std::uint64_t greatest) {
+  const auto byte = [](const TJsonNode& number, std::uint64_t least, std::uint64_t greatest) {
     return static_cast<std::uint8_t>(number.Integer(least, greatest));
   };
   TFaultRule rule;
@@ -402,26 +290,20 @@ TFaultRule ReadFault(const TNode& node) {
   return rule;
 }
 
-TSimulator ReadSimulator(const TNode& root) {
+TSimulator ReadSimulator(const TJsonNode& root) {
   root.AllowKeys({"servers", "faults"});
   TSimulator simulator;
   std::set<std::uint64_t> addresses;
-  for (const TNode& server : root.Get("servers").Items()) {
-    const TNode address = server.Get("address");
+  for (const TJsonNode& server : root.Get("servers").Items()) {
+    const TJsonNode address = server.Get("address");
     const std::uint64_t number = address.Integer(1, 247);
     if (!addresses.insert(number).second) address.Fail("is there twice");
     ReadServer(server, simulator.Device(static_cast<std::uint8_t>(number)));
   }
   if (const auto faults = root.Find("faults")) {
-    for (const TNode& fault : faults->Items()) simulator.Faults.push_back(ReadFault(fault));
+    for (const TJsonNode& fault : faults->Items()) simulator.Faults.push_back(ReadFault(fault));
   }
   return simulator;
-}
-
-// Of the parser's message what is for people: "line 3, column 7: ...".
-std::string Readable(const std::string& message) {
-  const auto place = message.find("line ");
-  return place != std::string::npos ? message.substr(place) : message;
 }
 
 }  // namespace
@@ -431,12 +313,8 @@ TSimulator ReadSimulatorFile(const std::string& path) {
 }
 
 TSimulator ReadSimulatorText(std::string_view text, const std::string& name) {
-  try {
-    const TJson json = TJson::parse(text, nullptr, true, true);  // with remarks
-    return ReadSimulator(TNode(json, name + ":"));
-  } catch (const TJson::exception& error) {
-    throw Exception(name + ": " + Readable(error.what()));
-  }
+  const nlohmann::json json = ParseJson(text, name);
+  return ReadSimulator(TJsonNode(json, name + ":"));
 }
 
 }  // namespace OrvixModBus
