@@ -558,7 +558,8 @@ const TClassInfo& TMBClient::StaticClass() {
   static const TClassInfo info(
       "TMBClient", &TComponent::StaticClass(),
       {
-          Published("Connection", &TMBClient::Connection, &TMBClient::SetConnection, nullptr),
+          // Not nil at first but one of its own, so nil is stored.
+          Published("Connection", &TMBClient::Connection, &TMBClient::SetConnection),
           Published("Adres", &TMBClient::GetAdres, &TMBClient::SetAdres, 1),
           PublishedEvent("OnRead", &TMBClient::OnRead),
           PublishedEvent("OnWrite", &TMBClient::OnWrite),

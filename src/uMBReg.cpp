@@ -220,8 +220,10 @@ const TClassInfo& TMBReg::StaticClass() {
           Published("Name", &TMBReg::Name, &TMBReg::SetDisplayName),
           Published("ChanelIndex", &TMBReg::ChanelIndex, &TMBReg::SetChanelIndex, -1),
           Published("Adress", &TMBReg::Adress, &TMBReg::SetRegAdress, 1),
-          Published("MBFuncRead", &TMBReg::MBFuncRead, &TMBReg::SetMBFuncRead, 3),
+          // Before MBFuncRead: a form sets them in this order, and a write code that is equal to
+          // the read code set before it is not stored.
           Published("MBFuncWrite", &TMBReg::MBFuncWrite, &TMBReg::SetMBFuncWrite, 0),
+          Published("MBFuncRead", &TMBReg::MBFuncRead, &TMBReg::SetMBFuncRead, 3),
           Published("BytesInOneReg", &TMBReg::BytesInOneReg, &TMBReg::SetBytesInOneReg, 1),
           Published("Count", &TMBReg::GetRegsCount, &TMBReg::SetRegsCount, 0),
           Published("Caption", &TMBReg::Caption, &TMBReg::SetCaption, ""),

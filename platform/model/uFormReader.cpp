@@ -367,7 +367,8 @@ void TFormReader::ReadPart(TPersistent& object, const TPropertyInfo& property) {
   if (auto* collection = dynamic_cast<TCollection*>(part)) return ReadCollection(*collection);
   const bool isList = dynamic_cast<TStringList*>(part) != nullptr;
   ReportValue(object, property, fScanner.Next().Offset,
-              "expected " + std::string(property.Name) + (isList ? ".Strings" : ".Property"));
+              "expected " + std::string(property.Name) +
+                  (isList ? ".Strings = ( ... )" : ".Property = ..."));
   SkipValue();
 }
 

@@ -71,7 +71,7 @@ TEST(TMBReg, NamesOfNewOnesFollowTheRunningNumberNotThePlace) {
 TEST(TMBReg, DefaultsOfItsPropertiesAreTheStateOfANewOne) {
   const TMBReg reg(nullptr);
   ExpectDefaultsOfNew(reg,
-                      "Name ChanelIndex Adress MBFuncRead MBFuncWrite BytesInOneReg Count Caption "
+                      "Name ChanelIndex Adress MBFuncWrite MBFuncRead BytesInOneReg Count Caption "
                       "RegType RegTypeName TypeInfo OnDataChange OnDataToValue");
   EXPECT_FALSE(TMBReg::StaticClass().Property("Name")->Default) << "the name is always stored";
 }
