@@ -281,6 +281,10 @@ bool IsRequestFor(TByteView request, TByteView reply) {
 
 }  // namespace
 
+std::string ExceptionText(std::uint8_t code) {
+  return Format("exception %d%s", {code, ExceptionName(code)});
+}
+
 std::string RequestMeaning(TByteView frame) {
   if (const std::string defect = Defect(frame); !defect.empty()) return defect;
   const TFunction* const function = FindFunction(frame[1]);
@@ -296,7 +300,7 @@ std::string ReplyMeaning(TByteView frame, TByteView request) {
   static const TReplyLengths lengths;
   if (const std::string defect = Defect(frame); !defect.empty()) return defect;
   if ((frame[1] & kExceptionFlag) != 0 && frame.size() == kExceptionLength) {
-    return Format("exception %d%s", {frame[2], ExceptionName(frame[2])});
+    return ExceptionText(frame[2]);
   }
   const TFunction* const function = FindFunction(frame[1]);
   const bool answers = IsRequestFor(request, frame);

@@ -18,6 +18,9 @@ std::string RequestMeaning(TByteView frame);
 /// there was one, tells what the bytes are.
 std::string ReplyMeaning(TByteView frame, TByteView request = {});
 
+/// "exception 2: illegal data address"; the words of Modbus Application Protocol V1.1b3, 7.
+std::string ExceptionText(std::uint8_t code);
+
 /// The lines of a trace: seconds since its start, > for a request or < for a reply (? for what
 /// was received and thrown away), the bytes, the meaning.
 ///

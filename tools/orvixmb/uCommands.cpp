@@ -1,0 +1,7 @@
+#include "tools/orvixmb/uCommands.h"
+
+namespace OrvixModBus {
+
+void AddCommands(CLI::App& app, TToolIo& io) { AddReadCommand(app, io); }
+
+}  // namespace OrvixModBus

@@ -1,0 +1,15 @@
+#pragma once
+// uCommands: the subcommands of the tool, each in a source of its own.
+
+#include <CLI/CLI.hpp>
+
+#include "tools/orvixmb/uTool.h"
+
+namespace OrvixModBus {
+
+/// All of them, in the order of the tool's help.
+void AddCommands(CLI::App& app, TToolIo& io);
+
+void AddReadCommand(CLI::App& app, TToolIo& io);
+
+}  // namespace OrvixModBus
