@@ -36,9 +36,7 @@ constexpr const char* kLineEnd = "\r\n";
 struct TScale {
   double A = 1, B = 0;
 
-  int Steps(double value) const {
-    return static_cast<int>(std::lround(std::clamp((value - B) / A, kLeast, kGreatest)));
-  }
+  int Steps(double value) const { return static_cast<int>(std::lround((value - B) / A)); }
 };
 
 // The shortest text that is read back as the same double; no locale, no setting of this program.
@@ -80,7 +78,8 @@ std::optional<TScale> ExactScale(const std::vector<double>& values, double steps
   return TScale{1 / stepsToUnit, std::ceil((least + greatest) / 2) / stepsToUnit};
 }
 
-// Spreads the values over all steps. Halves first: the sum of two doubles may be infinite.
+// Spreads the values over all steps. Halves first: the sum of two doubles may be infinite. A step
+// too small for a double of full precision would not hold them; their middle does then.
 TScale RangeScale(const std::vector<double>& values) {
   const auto [low, high] = std::ranges::minmax(values);
   const double middle = low / 2 + high / 2;
