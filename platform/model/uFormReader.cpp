@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/rtl/uFold.h"
+#include "platform/rtl/uNumText.h"
 #include "platform/rtl/uText.h"
 
 namespace OrvixModBus {
@@ -23,7 +24,7 @@ std::string TextOf(const TFormToken& token) {
     case tkInteger:
       return std::to_string(token.Integer);
     case tkFloat:
-      return "a number with a fraction";
+      return FloatToStr(token.Float);
     case tkString:
       return "the text " + Quoted(Utf8Left(token.Text, 30));
     case tkBinary:

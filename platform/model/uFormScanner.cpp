@@ -11,6 +11,8 @@
 namespace OrvixModBus {
 namespace {
 
+using enum TFormTokenKind;
+
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool IsLetter(char c) {
@@ -59,11 +61,11 @@ TFormToken TFormScanner::Take() {
 }
 
 bool TFormScanner::IsSymbol(char symbol) const {
-  return fNext.Kind == TFormTokenKind::tkSymbol && fNext.Text[0] == symbol;
+  return fNext.Kind == tkSymbol && fNext.Text[0] == symbol;
 }
 
 bool TFormScanner::IsWord(std::string_view word) const {
-  return fNext.Kind == TFormTokenKind::tkIdentifier && SameText(fNext.Text, word);
+  return fNext.Kind == tkIdentifier && SameText(fNext.Text, word);
 }
 
 EFormError TFormScanner::Error(std::size_t offset, const std::string& problem) const {
@@ -96,14 +98,14 @@ void TFormScanner::Advance() {
     const auto length = std::min(Utf8First(Rest()).length, Rest().size());
     throw Error(fPlace, "unexpected '" + std::string(Rest().substr(0, length)) + "'");
   }
-  fNext.Kind = TFormTokenKind::tkSymbol;
+  fNext.Kind = tkSymbol;
   fNext.Text = c;
   ++fPlace;
 }
 
 // A word may have a sign, for there is -INF.
 void TFormScanner::ScanWord() {
-  fNext.Kind = TFormTokenKind::tkIdentifier;
+  fNext.Kind = tkIdentifier;
   ++fPlace;
   while (IsWordPart(Current())) {
     ++fPlace;
@@ -128,30 +130,32 @@ void TFormScanner::ScanNumber() {
     while (IsDigit(Current())) ++fPlace;
   };
   digits();
-  fNext.Kind = TFormTokenKind::tkInteger;
+  fNext.Kind = tkInteger;
   if (Current() == '.') {
-    fNext.Kind = TFormTokenKind::tkFloat;
+    fNext.Kind = tkFloat;
     ++fPlace;
     digits();
   }
   if (Current() == 'e' || Current() == 'E') {
-    fNext.Kind = TFormTokenKind::tkFloat;
+    fNext.Kind = tkFloat;
     ++fPlace;
     if (Current() == '-' || Current() == '+') ++fPlace;
     digits();
   }
   const char* const end = fText.data() + fPlace;
   const char* const first = fText.data() + begin + (fText[begin] == '+' ? 1 : 0);
-  const auto result = fNext.Kind == TFormTokenKind::tkInteger
-                          ? std::from_chars(first, end, fNext.Integer)
-                          : std::from_chars(first, end, fNext.Float);
+  auto result = std::from_chars(first, end, fNext.Integer);
+  if (fNext.Kind == tkFloat || result.ec == std::errc::result_out_of_range) {
+    fNext.Kind = tkFloat;
+    result = std::from_chars(first, end, fNext.Float);
+  }
   if (result.ec == std::errc::result_out_of_range) throw Error(begin, "the number is out of range");
   if (result.ptr != end || IsWordPart(Current())) throw Error(begin, "this is no number");
 }
 
 void TFormScanner::ScanHex() {
   const std::size_t begin = fPlace++;
-  fNext.Kind = TFormTokenKind::tkInteger;
+  fNext.Kind = tkInteger;
   const char* const end = fText.data() + fText.size();
   const auto [stop, error] = std::from_chars(fText.data() + fPlace, end, fNext.Integer, 16);
   if (error == std::errc::result_out_of_range) throw Error(begin, "the number is out of range");
@@ -161,7 +165,7 @@ void TFormScanner::ScanHex() {
 }
 
 void TFormScanner::ScanString() {
-  fNext.Kind = TFormTokenKind::tkString;
+  fNext.Kind = tkString;
   ScanPiece();
   for (;;) {
     const std::size_t end = fPlace;
@@ -233,7 +237,7 @@ char16_t TFormScanner::ScanCode() {
 }
 
 void TFormScanner::ScanBinary() {
-  fNext.Kind = TFormTokenKind::tkBinary;
+  fNext.Kind = tkBinary;
   ++fPlace;
   for (SkipBlanks(); Current() != '}'; SkipBlanks()) {
     const int high = HexDigit(Current());
