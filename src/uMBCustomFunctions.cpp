@@ -11,8 +11,6 @@
 namespace OrvixModBus {
 namespace {
 
-// Bytes of items in one reply.
-constexpr int kMaxItemBytes = 248;
 constexpr std::size_t kReplyHead = 2;     // server address, function code
 constexpr std::uint32_t kCountReply = 0;  // what a request for the count is started with
 

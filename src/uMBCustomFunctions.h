@@ -64,6 +64,8 @@ class TMBCustomFunction : public TComponent {
 /// one reply.
 class TMBItemFunction : public TMBCustomFunction {
  public:
+  static constexpr int kMaxItemBytes = 248;  ///< of all items in one reply
+
   using TMBCustomFunction::TMBCustomFunction;
   ~TMBItemFunction() override;
 
