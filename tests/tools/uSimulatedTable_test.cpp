@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace OrvixModBus {
 namespace {
 
@@ -59,6 +61,29 @@ TEST(TSimulatedTable, TheLastFormulaCounts) {
   table.SetFormula(1, 1, [](std::uint32_t, double) { return 6U; });
   EXPECT_EQ(table.Get(0), 5U);
   EXPECT_EQ(table.Get(1), 6U);
+}
+
+TEST(TSimulatedTable, WhatANewFormulaLeavesOfAnOldOneKeepsItsPlaces) {
+  const auto from = [](std::uint32_t first) {
+    return [=](std::uint32_t index, double) { return first + index; };
+  };
+  TSimulatedTable table;
+  table.SetFormula(10, 10, from(100));
+  table.SetFormula(30, 10, from(200));
+  table.SetFormula(13, 2, from(300));   // within one
+  table.SetFormula(18, 14, from(400));  // the end of one, a gap, the begin of one
+  table.SetFormula(35, 1, from(500));
+  table.SetFormula(34, 3, from(600));  // over all of one
+  table.SetFormula(36, 0, from(700));
+  std::vector<std::uint32_t> values;
+  for (std::uint32_t address = 9; address < 41; ++address) values.push_back(table.Get(address));
+  EXPECT_EQ(values,
+            (std::vector<std::uint32_t>{0,   100, 101, 102, 300, 301, 105, 106, 107, 400, 401,
+                                        402, 403, 404, 405, 406, 407, 408, 409, 410, 411, 412,
+                                        413, 202, 203, 600, 601, 602, 207, 208, 209, 0}));
+  EXPECT_TRUE(table.Has(10, 30));
+  EXPECT_FALSE(table.Has(9, 2));
+  EXPECT_FALSE(table.Has(39, 2));
 }
 
 TEST(TSimulatedTable, LastAddressOfAllIsUsable) {

@@ -1,5 +1,7 @@
 #include "tools/simulator/uSimulatedTable.h"
 
+#include <iterator>
+#include <limits>
 #include <utility>
 
 namespace OrvixModBus {
@@ -15,7 +17,13 @@ void TSimulatedTable::Set(std::uint32_t first, const std::vector<std::uint32_t>&
 }
 
 void TSimulatedTable::SetFormula(std::uint32_t first, std::uint32_t count, TFormula formula) {
-  fComputed.insert(fComputed.begin(), {first, count, std::move(formula)});
+  if (count == 0) return;
+  const std::uint64_t end = std::uint64_t{first} + count;
+  CutAt(first);
+  CutAt(end);
+  auto hidden = fComputed.lower_bound(first);
+  while (hidden != fComputed.end() && hidden->first < end) hidden = fComputed.erase(hidden);
+  fComputed.insert(hidden, {first, {end, first, std::move(formula)}});
 }
 
 bool TSimulatedTable::Has(std::uint32_t first, std::uint32_t count) const {
@@ -47,10 +55,20 @@ const TSimulatedTable::TPage* TSimulatedTable::FindStored(std::uint32_t address)
 }
 
 const TSimulatedTable::TComputed* TSimulatedTable::FindComputed(std::uint32_t address) const {
-  for (const TComputed& range : fComputed) {
-    if (address >= range.First && address - range.First < range.Count) return &range;
-  }
-  return nullptr;
+  const auto after = fComputed.upper_bound(address);
+  if (after == fComputed.begin()) return nullptr;
+  const TComputed& range = std::prev(after)->second;
+  return address < range.End ? &range : nullptr;
+}
+
+// Makes two ranges of one that goes on across address.
+void TSimulatedTable::CutAt(std::uint64_t address) {
+  if (address > std::numeric_limits<std::uint32_t>::max()) return;
+  const auto start = static_cast<std::uint32_t>(address);
+  if (FindComputed(start) == nullptr || fComputed.contains(start)) return;
+  TComputed& range = std::prev(fComputed.upper_bound(start))->second;
+  fComputed.emplace(start, range);
+  range.End = address;
 }
 
 }  // namespace OrvixModBus

@@ -38,16 +38,17 @@ class TSimulatedTable {
     std::bitset<kPageSize> Present;
   };
   struct TComputed {
-    std::uint32_t First;
-    std::uint32_t Count;
+    std::uint64_t End;    // the address past the last one
+    std::uint32_t First;  // where the formula's range begins, of which this may be a rest
     TFormula Formula;
   };
 
   const TPage* FindStored(std::uint32_t address) const;
   const TComputed* FindComputed(std::uint32_t address) const;
+  void CutAt(std::uint64_t address);
 
-  std::map<std::uint32_t, TPage> fPages;  // by address / kPageSize
-  std::vector<TComputed> fComputed;       // the newest first
+  std::map<std::uint32_t, TPage> fPages;         // by address / kPageSize
+  std::map<std::uint32_t, TComputed> fComputed;  // by first address; they do not overlap
 };
 
 }  // namespace OrvixModBus
