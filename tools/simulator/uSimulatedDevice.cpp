@@ -237,13 +237,15 @@ Bytes ReadExtended(const TRequest& request) {
   return reply;
 }
 
-bool EndsInItsPage(const TRequest& request) { return request.Word(2) + request.Data[4] <= 0x10000; }
+bool IsInPages(const TRequest& request) {
+  return request.Device.PagesGoOn || request.Word(2) + request.Data[4] <= 0x10000;
+}
 
 // $43 $44 | code | page | address hi lo | count |  ->  the same | bytes |
 Bytes ReadPaged(const TRequest& request) {
   const std::uint32_t first = request.PagedAddress();
   const std::uint32_t count = request.Data[4];
-  if (!EndsInItsPage(request) || !request.Table->Has(first, count)) {
+  if (!IsInPages(request) || !request.Table->Has(first, count)) {
     return request.Refuse(kIllegalAddress);
   }
   Bytes reply = request.Echo(5);
@@ -256,7 +258,7 @@ Bytes WritePaged(const TRequest& request) {
   const std::uint32_t first = request.PagedAddress();
   const std::uint32_t count = request.Data[4];
   if (count < 1 || count > 128) return request.Refuse(kIllegalValue);
-  if (!EndsInItsPage(request) || !request.Table->CanWrite(first, count)) {
+  if (!IsInPages(request) || !request.Table->CanWrite(first, count)) {
     return request.Refuse(kIllegalAddress);
   }
   request.Table->Set(first, {request.Data.begin() + 5, request.Data.end()});

@@ -59,7 +59,8 @@ class TSimulatedDevice {
   TSimulatedTable Holding;   ///< 16 bits, $03 $06 $10 $6C
   TSimulatedTable Input;     ///< 16 bits, $04
   TSimulatedTable Extended;  ///< 32 bits, $21
-  TSimulatedTable Paged;     ///< bytes by 24-bit address, $43 $44 $65 $66; a run ends in its page
+  TSimulatedTable Paged;     ///< bytes by 24-bit address, $43 $44 $65 $66; a run ends in its page,
+  bool PagesGoOn = false;    ///< or goes on in the next one, as some devices have it
   std::map<std::uint16_t, TSimulatedFile> Files;  ///< by file number, $14
   std::optional<TSimulatedIdentity> Identity;     ///< without one, $11 is an illegal function
   std::map<std::uint8_t, TSimulatedLog> Logs;  ///< by function, $20 $24; without one it is illegal
