@@ -222,6 +222,16 @@ TEST(FormCheck, OverlappingRegisters) {
        {"Letter.Inside.Adress: it has addresses of Serial, but another range or width, so each "
         "holds part of the other's data",
         "Letter.Serial.Count: its request ends with Inside, so it is not read whole"}},
+      {"two short ones in a long one",
+       [](TCleanForm& form) {
+         form.Add({.Name = "Inside", .Adress = 42});
+         form.Add({.Name = "Behind", .Adress = 46});
+       },
+       {"Letter.Inside.Adress: it has addresses of Serial, but another range or width, so each "
+        "holds part of the other's data",
+        "Letter.Behind.Adress: it has addresses of Serial, but another range or width, so each "
+        "holds part of the other's data",
+        "Letter.Serial.Count: its request ends with Inside, so it is not read whole"}},
       {"the same addresses by another function",
        [](TCleanForm& form) { form.Add({.Name = "Input", .Adress = 20, .Read = 0x04}); },
        {}},

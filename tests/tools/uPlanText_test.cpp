@@ -22,13 +22,12 @@ TLetterPlan PlanOfPumps(TMBLetter& letter) {
 TEST(PlanText, ALineForEachRequestAndOneForTheSum) {
   TMBLetter letter;
   EXPECT_EQ(PlanText(PlanOfPumps(letter)),
-            R"(
-#  Function  Address  Count        Registers         Out  In    ms  Split
+            R"(#  Function  Address  Count        Registers         Out  In    ms  Split
 1  $01             3  1 bit        1: Run              8   6  20.1
 2  $03            10  3 registers  2: Flow to Level    8  11  25.8
 3  $03            20  1 register   1: Speed            8   7  21.2  Speed: gap before it
    Sum                                                24  24  67.0
-)" + 1);
+)");
 }
 
 TEST(PlanText, OfALetterThatAsksForNothing) {
