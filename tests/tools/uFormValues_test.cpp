@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <memory>
 #include <set>
+#include <string_view>
 
 #include "platform/rtl/uCodePage.h"
 
@@ -65,6 +68,7 @@ TEST(FormValues, NumbersStayInTheirRange) {
     number.SetFromIndex(row.FromIndex);
     TFormValues values(&types);
     std::set<std::string> seen;
+    double least = 0;
     for (int place = 0; place < 20; ++place) {
       const TValueSource source =
           values.Value({.Type = rtNum, .TypeName = row.Name, .Size = row.Size});
@@ -74,10 +78,14 @@ TEST(FormValues, NumbersStayInTheirRange) {
         const TRegValue value = number.DataToValue(bytes);
         ASSERT_NE(value.R, TRegValue::kClearedReal) << ::testing::PrintToString(bytes);
         seen.insert(value.Srt);
+        least = std::min(least, value.R);
       }
     }
     const bool canMove = row.Min != row.Max && row.Multiplier != 0;
     EXPECT_EQ(seen.size() > 1, canMove);
+    if (std::string_view(row.Name).starts_with("Signed")) {
+      EXPECT_LT(least, 0);
+    }
   }
 }
 
@@ -164,6 +172,8 @@ TEST(FormValues, StructuresAreMadeFieldByField) {
   // As much of it as there is room for; a short one is the code, its low byte first.
   EXPECT_EQ(values.Value({.Type = rtStructur, .TypeName = "Event", .Size = 9})(2),
             Bytes(event.begin(), event.begin() + 9));
+  EXPECT_EQ(values.Value({.Type = rtStructur, .TypeName = "Event", .Size = 7})(2),
+            (Bytes{0x65, 0x53, 0xF1, 0x02, 0, 0, 0}));
   EXPECT_EQ(values.Value({.Type = rtStructur, .TypeName = "Event", .Size = 2})(2), (Bytes{2, 1}));
   EXPECT_EQ(values.Value({.Type = rtStructur, .TypeName = "None", .Size = 6})(2), Bytes(6));
 }

@@ -19,7 +19,6 @@ void TSimulatedTable::Set(std::uint32_t first, const std::vector<std::uint32_t>&
 void TSimulatedTable::SetFormula(std::uint32_t first, std::uint32_t count, TFormula formula) {
   if (count == 0) return;
   const std::uint64_t end = std::uint64_t{first} + count;
-  CutAt(first);
   CutAt(end);
   auto hidden = fComputed.lower_bound(first);
   while (hidden != fComputed.end() && hidden->first < end) hidden = fComputed.erase(hidden);

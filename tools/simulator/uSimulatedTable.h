@@ -38,7 +38,7 @@ class TSimulatedTable {
     std::bitset<kPageSize> Present;
   };
   struct TComputed {
-    std::uint64_t End;    // the address past the last one
+    std::uint64_t End;    // the address past the last one, unless the next range begins before
     std::uint32_t First;  // where the formula's range begins, of which this may be a rest
     TFormula Formula;
   };
@@ -48,7 +48,7 @@ class TSimulatedTable {
   void CutAt(std::uint64_t address);
 
   std::map<std::uint32_t, TPage> fPages;         // by address / kPageSize
-  std::map<std::uint32_t, TComputed> fComputed;  // by first address; they do not overlap
+  std::map<std::uint32_t, TComputed> fComputed;  // by first address
 };
 
 }  // namespace OrvixModBus
