@@ -37,7 +37,7 @@ constexpr TNumberCase kNumbers[] = {
     {"Counter", 0, 4294967295.0, 4, 0, 0.1, 0.1, -1, 4},
     {"CounterFromAbove", 1e6, 4294967295.0, 4, 0, 1, 1, -1, 4},
     {"EightBytes", 0, 1e15, 8, 0, 1, 1, -1, 8},
-    {"SignedEightBytes", -1e15, 1e15, 8, 0, 1, 1, -1, 8},
+    {"SignedEightBytes", -30000, 30000, 8, 0, 1, 1, -1, 8},
     {"FixedPoint", 0, 255, 1, 1, 0.01, 1, -1, 2},
     {"SignedFixedPoint", -50, 50, 1, 1, 0.01, 1, -1, 2},
     {"FractionAlone", 0, 0.9, 0, 2, 0.01, 2, -1, 2},
