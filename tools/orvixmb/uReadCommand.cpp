@@ -22,7 +22,7 @@ struct TReadOptions {
 
 // A letter, and which of its registers are read.
 struct TPart {
-  std::unique_ptr<TLetterReader> Reader;
+  TMBLetter* Letter;
   TMBRegList Regs;
 };
 
@@ -44,20 +44,16 @@ std::vector<TPart> PartsOf(TFormSession& session, const TReadOptions& options) {
   if (!options.Letter.empty()) letters = {&session.Letter(options.Letter)};
   if (letters.empty()) throw EUsageError(session.FormPath() + " has no letter");
   TStringDynArray missing = options.Names;
-  std::vector<std::pair<TMBLetter*, TMBRegList>> chosen;
+  std::vector<TPart> parts;
   std::vector<TMBClient*> clients;
   for (TMBLetter* letter : letters) {
     TMBRegList regs = Chosen(*letter, options.Names, missing);
     if (regs.empty()) continue;
     clients.push_back(&session.ClientOf(*letter));
-    chosen.emplace_back(letter, std::move(regs));
+    parts.push_back({letter, std::move(regs)});
   }
   if (!missing.empty()) throw EUsageError("There is no register '" + missing.front() + "'");
   session.Open(clients);
-  std::vector<TPart> parts;
-  for (auto& [letter, regs] : chosen) {
-    parts.push_back({std::make_unique<TLetterReader>(*letter), std::move(regs)});
-  }
   return parts;
 }
 
@@ -67,7 +63,7 @@ void RunRead(const TReadOptions& options, TToolIo& io) {
   PrintRows(io, options.Output, options.Watch, [&] {
     std::vector<TRegisterRow> rows;
     for (const TPart& part : parts)
-      std::ranges::move(part.Reader->Read(part.Regs), std::back_inserter(rows));
+      std::ranges::move(ReadRegisters(*part.Letter, part.Regs), std::back_inserter(rows));
     return rows;
   });
 }
