@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <random>
@@ -289,14 +290,15 @@ TEST_F(DevicesOfAForm, LogsHaveRecordsOfTheStructureOfTheirLength) {
   TMBFunction24 plain(&fRoot);
   const std::pair<TMBLogFunction*, std::int32_t> logs[] = {{&events, 8}, {&plain, 11}};
   std::map<const TMBLogFunction*, std::vector<Bytes>> records;
-  for (const auto& [log, length] : logs) {
+  for (const auto& row : logs) {
+    TMBLogFunction* const log = row.first;
     log->SetMBClient(&fClient);
-    log->SetOneRecordLength(length);
+    log->SetOneRecordLength(row.second);
     log->OnGetCountInfo = [log](TObject&) { log->ReadAllItems(); };
     log->OnGetRecord = [&, log](TObject&, const Bytes& record) { records[log].push_back(record); };
   }
   ASSERT_THAT(Serve(), IsEmpty());
-  for (const auto& [log, _] : logs) log->ReadCountItem();
+  for (const auto& row : logs) row.first->ReadCountItem();
   RunDry();
   ASSERT_THAT(records[&events], SizeIs(100));
   for (const Bytes& record : records[&events]) {
