@@ -6,7 +6,6 @@
 #include <atomic>
 #include <initializer_list>
 #include <map>
-#include <memory>
 #include <random>
 #include <set>
 
