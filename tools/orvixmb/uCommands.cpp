@@ -2,6 +2,9 @@
 
 namespace OrvixModBus {
 
-void AddCommands(CLI::App& app, TToolIo& io) { AddReadCommand(app, io); }
+void AddCommands(CLI::App& app, TToolIo& io) {
+  AddCheckCommand(app, io);
+  AddReadCommand(app, io);
+}
 
 }  // namespace OrvixModBus

@@ -10,6 +10,7 @@ namespace OrvixModBus {
 /// All of them, in the order of the tool's help.
 void AddCommands(CLI::App& app, TToolIo& io);
 
+void AddCheckCommand(CLI::App& app, TToolIo& io);
 void AddReadCommand(CLI::App& app, TToolIo& io);
 
 }  // namespace OrvixModBus

@@ -17,6 +17,19 @@ std::string NamesOf(const std::vector<const TComponent*>& components) {
   return names.empty() ? "none" : names;
 }
 
+std::string TextOf(const std::string& path) {
+  try {
+    return ReadWholeFile(path);
+  } catch (const EStreamError& error) {
+    throw EUsageError(error.what());
+  }
+}
+
+void Prepare(TFormFile& form) {
+  form.RegisterClasses(ModBusClasses());
+  form.SetIgnoreUnknownMethods(true);
+}
+
 // No request of this line takes longer, each attempt with its late reply.
 std::chrono::milliseconds LongestRequest(const TMBClient& client) {
   constexpr auto kBesides = std::chrono::seconds(10);
@@ -46,14 +59,22 @@ void AddSessionOptions(CLI::App& command, TSessionOptions& options) {
 }
 
 std::unique_ptr<TComponent> LoadForm(const std::string& path) {
+  const std::string text = TextOf(path);
   TFormFile form;
-  form.RegisterClasses(ModBusClasses());
-  form.SetIgnoreUnknownMethods(true);
-  try {
-    return form.ReadLoading(ReadWholeFile(path), path);
-  } catch (const EStreamError& error) {
-    throw EUsageError(error.what());
-  }
+  Prepare(form);
+  return form.ReadLoading(text, path);
+}
+
+std::vector<EFormError> MistakesOf(const std::string& path) {
+  const std::string text = TextOf(path);
+  TFormFile form;
+  Prepare(form);
+  return form.Check(text, path);
+}
+
+void RefuseName(const std::string& form, const std::string& kind, const std::string& name,
+                const std::vector<const TComponent*>& all) {
+  throw EUsageError(form + " has no " + kind + " '" + name + "'; it has " + NamesOf(all));
 }
 
 void WaitUntil(const TMBClient& client, const std::function<bool()>& done) {
@@ -77,11 +98,6 @@ TFormSession::TFormSession(const TSessionOptions& options, TToolIo& io)
     : fOptions(options), fIo(io), fRoot(LoadForm(options.Form)) {
   for (TModbusConnection* line : ComponentsOf<TModbusConnection>(*fRoot)) line->SetActive(false);
   TFormFile::FinishLoading(*fRoot);
-}
-
-void TFormSession::RefuseName(const std::string& kind, const std::string& name,
-                              const std::vector<const TComponent*>& all) const {
-  throw EUsageError(FormPath() + " has no " + kind + " '" + name + "'; it has " + NamesOf(all));
 }
 
 TMBClient& TFormSession::ClientOf(const TMBLetter& letter) const {

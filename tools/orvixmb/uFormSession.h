@@ -31,6 +31,9 @@ void AddTraceOption(CLI::App& command, bool& trace);
 /// are kept. EFormError; EUsageError where the file can't be read.
 std::unique_ptr<TComponent> LoadForm(const std::string& path);
 
+/// All mistakes of a form file, as TFormFile::Check; EUsageError where the file can't be read.
+std::vector<EFormError> MistakesOf(const std::string& path);
+
 /// The components of that class which root owns, in the order of the form.
 template <class T>
 std::vector<T*> ComponentsOf(const TComponent& root) {
@@ -39,6 +42,20 @@ std::vector<T*> ComponentsOf(const TComponent& root) {
     if (auto* const each = dynamic_cast<T*>(root.Components(i))) all.push_back(each);
   }
   return all;
+}
+
+/// EUsageError "plant.form has no letter 'Pumps'; it has Boiler, Settings".
+[[noreturn]] void RefuseName(const std::string& form, const std::string& kind,
+                             const std::string& name, const std::vector<const TComponent*>& all);
+
+/// The component of that class and name which root, of that form, owns; EUsageError tells those
+/// that there are. Kind is what the message calls it: "letter".
+template <class T>
+T& ComponentNamed(const TComponent& root, const std::string& form, const std::string& kind,
+                  const std::string& name) {
+  if (auto* const found = dynamic_cast<T*>(root.FindComponent(name))) return *found;
+  const auto all = ComponentsOf<T>(root);
+  RefuseName(form, kind, name, {all.begin(), all.end()});
 }
 
 /// Runs the loop until done, for as long as client's requests keep being answered; Exception where
@@ -56,13 +73,10 @@ class TFormSession {
   TComponent& Root() { return *fRoot; }
   const std::string& FormPath() const { return fOptions.Form; }
 
-  /// The component of that class and name; EUsageError tells those that there are. Kind is what
-  /// the message calls it: "letter".
+  /// As ComponentNamed.
   template <class T>
   T& Named(const std::string& kind, const std::string& name) const {
-    if (auto* const found = dynamic_cast<T*>(fRoot->FindComponent(name))) return *found;
-    const auto all = ComponentsOf<T>(*fRoot);
-    RefuseName(kind, name, {all.begin(), all.end()});
+    return ComponentNamed<T>(*fRoot, FormPath(), kind, name);
   }
   TMBLetter& Letter(const std::string& name) const { return Named<TMBLetter>("letter", name); }
   TMBClient& Client(const std::string& name) const { return Named<TMBClient>("client", name); }
@@ -78,8 +92,6 @@ class TFormSession {
   static std::string SourceOf(const TMBClient& client);
 
  private:
-  [[noreturn]] void RefuseName(const std::string& kind, const std::string& name,
-                               const std::vector<const TComponent*>& all) const;
   static TModbusConnection* LineOf(const TMBClient& client);
 
   const TSessionOptions fOptions;
