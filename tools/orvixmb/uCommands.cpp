@@ -5,6 +5,7 @@ namespace OrvixModBus {
 void AddCommands(CLI::App& app, TToolIo& io) {
   AddCheckCommand(app, io);
   AddReadCommand(app, io);
+  AddPollCommand(app, io);
 }
 
 }  // namespace OrvixModBus

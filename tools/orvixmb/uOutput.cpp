@@ -14,6 +14,11 @@ namespace {
 
 using TTime = std::chrono::steady_clock::time_point;
 
+// Paths and mistakes of forms may hold bytes that are no UTF-8.
+std::string DumpJson(const nlohmann::ordered_json& json, int indent) {
+  return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 void WaitTill(TTime time) {
   bool due = false;
   const auto timer = TLoop::Current().NewTimer([&due] { due = true; });
@@ -30,7 +35,7 @@ class TRounds {
 
   void Print(std::span<const TRegisterRow> rows) {
     if (fOutput.Json) {
-      fIo.Out << RowsJson(rows).dump(fTable ? -1 : 2) << '\n';
+      fIo.Out << DumpJson(RowsJson(rows), fTable ? -1 : 2) << '\n';
     } else if (fOutput.Csv) {
       fIo.Out << CsvText(RowsCsv(rows));
     } else if (fTable) {
@@ -58,20 +63,20 @@ void AddOutputOptions(CLI::App& command, TOutputOptions& output) {
   command.add_flag("--csv", output.Csv, "print comma-separated values")->excludes("--json");
 }
 
-void AddWatchOptions(CLI::App& command, TWatchOptions& watch) {
+void AddWatchOptions(CLI::App& command, TWatchOptions& watch, const std::string& count) {
   constexpr double kDay = 86400;
   auto* const seconds =
       command.add_option("--watch", watch.Seconds, "go on reading, so many seconds apart")
           ->check(CLI::Range(0.01, kDay))
           ->type_name("SECONDS");
-  command.add_option("--count", watch.Count, "end after so many rounds")
+  command.add_option(count, watch.Count, "end after so many rounds")
       ->check(CLI::PositiveNumber)
       ->needs(seconds)
       ->type_name("N");
 }
 
 void PrintJson(TToolIo& io, const nlohmann::ordered_json& json) {
-  io.Out << json.dump(2) << std::endl;
+  io.Out << DumpJson(json, 2) << std::endl;
 }
 
 void PrintRows(TToolIo& io, const TOutputOptions& output, const TWatchOptions& watch,

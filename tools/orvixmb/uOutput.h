@@ -22,12 +22,13 @@ struct TOutputOptions {
 void AddJsonOption(CLI::App& command, TOutputOptions& output);
 void AddOutputOptions(CLI::App& command, TOutputOptions& output);
 
-/// --watch and --count.
+/// --watch, and how often.
 struct TWatchOptions {
   double Seconds = 0;       ///< from the begin of a round to that of the next; 0 = one round
   std::uint32_t Count = 0;  ///< of rounds; 0 = no end
 };
-void AddWatchOptions(CLI::App& command, TWatchOptions& watch);
+/// count is the option's name.
+void AddWatchOptions(CLI::App& command, TWatchOptions& watch, const std::string& count = "--count");
 
 /// The whole document, and a line end.
 void PrintJson(TToolIo& io, const nlohmann::ordered_json& json);
