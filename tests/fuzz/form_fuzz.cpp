@@ -1,8 +1,8 @@
 // Any text as a form: it is read or refused, and what is read is written as text that reads back
 // the same.
 
-#include <cstdio>
-#include <cstdlib>
+#include <memory>
+#include <string>
 
 #include "platform/model/uForm.h"
 #include "tests/fuzz/fuzz.h"
@@ -18,8 +18,7 @@ TFormFile NewForm() {
   return form;
 }
 
-// Two components may have the name of the root, or none that a reference could name: such a tree
-// can't be written.
+// Empty for a tree that can't be written.
 std::string Written(const TFormFile& form, const TComponent& root) {
   try {
     return form.Write(root);
@@ -31,7 +30,7 @@ std::string Written(const TFormFile& form, const TComponent& root) {
 }  // namespace
 
 void FuzzOne(std::string_view input) {
-  TFormFile form = NewForm();
+  static TFormFile form = NewForm();
   const auto mistakes = form.Check(input);
   std::unique_ptr<TComponent> root;
   try {
