@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <utility>
 
 #include "platform/rtl/uCodePage.h"
 #include "platform/rtl/uNumText.h"
+#include "tools/orvixmb/uRawNumber.h"
 
 namespace OrvixModBus {
 namespace {
@@ -15,22 +15,10 @@ namespace {
 constexpr double kCodeTime = 5;       // seconds that a code or a bit is shown
 constexpr double kFirstTime = 1.7e9;  // November 2023
 constexpr double kWideRange = 65535;  // a wider one is that of a counter, not of a measured value
-constexpr double kGreatestWhole = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t kIntegerSize = 4;
 
 TValueSource Constant(const Bytes& bytes) {
   return [bytes](double) { return bytes; };
-}
-
-// The low bytes of value, the high ones first; more than 8 begin with zeros.
-Bytes BigEndian(std::int64_t value, std::size_t size) {
-  Bytes bytes(size);
-  auto rest = static_cast<std::uint64_t>(value);
-  for (auto byte = bytes.rbegin(); byte != bytes.rend() && rest != 0; ++byte) {
-    *byte = static_cast<std::uint8_t>(rest);
-    rest >>= 8;
-  }
-  return bytes;
 }
 
 // Which of count steps is on.
@@ -39,92 +27,45 @@ std::size_t StepAt(double seconds, std::uint32_t phase, std::size_t count) {
   return static_cast<std::size_t>(std::fmod(step, static_cast<double>(count)));
 }
 
-struct TRange {
-  double Low = 0, High = 0;
-
-  double Clamp(double value) const {
-    return std::isnan(value) ? Low : std::clamp(value, Low, High);
-  }
-  bool IsWide() const { return High - Low > kWideRange; }
+// A number that is made up.
+struct TSwing {
+  TRawNumber Raw;
+  TRange Range;  // as described, and within what the bytes can hold
 };
 
-// How the raw number of a description lies in the bytes of its register.
-struct TRawNumber {
-  std::size_t Begin = 0, Size = 0;  // its own bytes
-  std::uint8_t IntPart = 0, RealPart = 0;
-  bool TwosComplement = false;  // of all own bytes; else a magnitude with the sign on top
-  TRange Range;
-
-  bool IsWhole() const { return RealPart == 0; }
-
-  Bytes Encode(double raw) const {
-    raw = Range.Clamp(raw);
-    if (IsWhole()) raw = std::max(std::ceil(Range.Low), std::min(std::round(raw), Range.High));
-    const Bytes bytes = OwnBytes(raw);
-    // All bits set would mean that there is no value.
-    const bool missing = std::ranges::all_of(bytes, [](std::uint8_t b) { return b == 0xFF; });
-    return missing ? OwnBytes(Range.Clamp(raw + 1 <= Range.High ? raw + 1 : raw - 1)) : bytes;
-  }
-
- private:
-  Bytes OwnBytes(double raw) const {
-    if (TwosComplement) return BigEndian(std::llround(raw), Size);
-    Bytes bytes = TMBLib::RealToByteAr(std::abs(raw), IntPart, RealPart);
-    if (raw < 0) bytes[0] |= std::uint8_t{0x80};
-    bytes.resize(Size);
-    return bytes;
-  }
-};
-
-double Power256(std::size_t exponent) { return std::pow(256.0, static_cast<double>(exponent)); }
-
-// What the bytes can hold. Signed integers of 1 and 2 bytes have their own sign, other sizes that
-// of 32 bits.
-TRange BoundsOf(const TRawNumber& raw, bool isSigned) {
-  if (raw.TwosComplement) {
-    const bool small = raw.IntPart == 1 || raw.IntPart == 2;
-    if (!small && raw.Size < kIntegerSize) return {0, Power256(raw.Size) - 1};
-    const double half = Power256(small ? raw.IntPart : kIntegerSize) / 2;
-    return {-half, half - 1};
-  }
-  const double all =
-      Power256(std::min<std::size_t>(raw.IntPart, kIntegerSize)) / (isSigned ? 2 : 1);
-  const double high = std::min(raw.IsWhole() ? all - 1 : all - all / 256, kGreatestWhole);
-  return {isSigned ? -high : 0, high};
+TSwing SwingOf(const TMBRegTypeNumber& number, std::size_t size) {
+  const TRawNumber raw = RawNumberOf(number, size);
+  return {raw,
+          {raw.Bounds.Clamp(std::min(number.MinValue(), number.MaxValue())),
+           raw.Bounds.Clamp(std::max(number.MinValue(), number.MaxValue()))}};
 }
 
-// As the description cuts its bytes out of the register's and tells their sign.
-TRawNumber RawNumberOf(const TMBRegTypeNumber& number, std::size_t size) {
-  TRawNumber raw;
-  raw.Size = size;
-  raw.IntPart = number.IntPart();
-  raw.RealPart = number.RealPart();
-  const std::size_t parts = std::size_t{raw.IntPart} + raw.RealPart;
-  if (number.FromIndex() >= 0 && static_cast<std::size_t>(number.FromIndex()) < size) {
-    raw.Begin = static_cast<std::size_t>(number.FromIndex());
-    raw.Size = std::min(size - raw.Begin, parts);
-  }
-  const bool isSigned = number.MinValue() < 0;
-  raw.TwosComplement = isSigned && raw.IsWhole() && raw.IntPart <= kIntegerSize;
-  const TRange bounds = BoundsOf(raw, isSigned);
-  raw.Range = {bounds.Clamp(std::min(number.MinValue(), number.MaxValue())),
-               bounds.Clamp(std::max(number.MinValue(), number.MaxValue()))};
-  return raw;
+// The nearest number of the range that means a value.
+Bytes Encode(const TSwing& swing, double value) {
+  const TRange& range = swing.Range;
+  double raw = range.Clamp(value);
+  if (swing.Raw.IsWhole())
+    raw = std::max(std::ceil(range.Low), std::min(std::round(raw), range.High));
+  Bytes bytes = swing.Raw.OwnBytes(raw);
+  if (!IsMissingValue(bytes)) return bytes;
+  return swing.Raw.OwnBytes(range.Clamp(raw + 1 <= range.High ? raw + 1 : raw - 1));
 }
+
+bool IsWide(const TRange& range) { return range.High - range.Low > kWideRange; }
 
 double RawAt(const TRange& range, std::uint32_t phase, double seconds) {
-  if (range.IsWide()) return range.Clamp(0) + 1000 + phase % 100 * 37 + std::floor(seconds);
+  if (IsWide(range)) return range.Clamp(0) + 1000 + phase % 100 * 37 + std::floor(seconds);
   const double period = 20 + 5 * (phase % 9);
   const double turns = seconds / period + phase * 0.17;
   const double middle = range.Low + (range.High - range.Low) / 2;
   return middle + 0.2 * (range.High - range.Low) * std::sin(2 * std::numbers::pi * turns);
 }
 
-TValueSource NumberSource(const TRawNumber& raw, std::size_t size, std::uint32_t phase) {
+TValueSource NumberSource(const TSwing& swing, std::size_t size, std::uint32_t phase) {
   return [=](double seconds) {
     Bytes bytes(size);
-    std::ranges::copy(raw.Encode(RawAt(raw.Range, phase, seconds)),
-                      bytes.begin() + static_cast<std::ptrdiff_t>(raw.Begin));
+    std::ranges::copy(Encode(swing, RawAt(swing.Range, phase, seconds)),
+                      bytes.begin() + static_cast<std::ptrdiff_t>(swing.Raw.Begin));
     return bytes;
   };
 }
@@ -136,11 +77,11 @@ TValueSource TimeSource(std::size_t size) {
 }
 
 TValueSource UndescribedSource(std::size_t size, std::uint32_t phase) {
-  TRawNumber raw;
-  raw.Size = size;
-  raw.TwosComplement = true;
-  raw.Range = {0, 100};
-  return NumberSource(raw, size, phase);
+  TSwing swing;
+  swing.Raw.Size = size;
+  swing.Raw.TwosComplement = true;
+  swing.Range = {0, 100};
+  return NumberSource(swing, size, phase);
 }
 
 // The numbers that lines such as "3=Alarm" begin with.
@@ -231,10 +172,11 @@ TValueSource TFormValues::Number(const TValueType& type) {
   const auto* number =
       fCatalogue != nullptr ? fCatalogue->TypeNumbers().GetItemByName(type.TypeName) : nullptr;
   if (number == nullptr) return UndescribedSource(type.Size, fMade++);
-  const TRawNumber raw = RawNumberOf(*number, type.Size);
+  const TSwing swing = SwingOf(*number, type.Size);
+  const TRawNumber& raw = swing.Raw;
   // Too few bytes are an error of the form: nothing that they hold is a number.
   if (raw.Size < std::size_t{raw.IntPart} + raw.RealPart) return Constant(Bytes(type.Size));
-  return NumberSource(raw, type.Size, fMade++);
+  return NumberSource(swing, type.Size, fMade++);
 }
 
 TValueSource TFormValues::List(const TValueType& type) {
