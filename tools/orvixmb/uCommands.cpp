@@ -6,6 +6,7 @@ void AddCommands(CLI::App& app, TToolIo& io) {
   AddCheckCommand(app, io);
   AddReadCommand(app, io);
   AddPollCommand(app, io);
+  AddWriteCommand(app, io);
 }
 
 }  // namespace OrvixModBus

@@ -13,5 +13,6 @@ void AddCommands(CLI::App& app, TToolIo& io);
 void AddCheckCommand(CLI::App& app, TToolIo& io);
 void AddReadCommand(CLI::App& app, TToolIo& io);
 void AddPollCommand(CLI::App& app, TToolIo& io);
+void AddWriteCommand(CLI::App& app, TToolIo& io);
 
 }  // namespace OrvixModBus
