@@ -115,6 +115,14 @@ TEST(FormCheck, TypesOfRegisters) {
        [](TCleanForm& form) { form.Reg("Pressure").SetTypeName("bar"); },
        {"Letter.Pressure.RegTypeName: there is no number type bar in Types, so its value stays "
         "empty"}},
+      {"number longer than its register",
+       [](TCleanForm& form) { form.Types.TypeNumbers().Items(0)->SetIntPart(4); },
+       {"Letter.Pressure.RegTypeName: decoding its 2 bytes raises an exception: Length of data "
+        "byte array error"}},
+      {"number in a format for texts",
+       [](TCleanForm& form) { form.Types.TypeNumbers().Items(0)->SetDisplayFormat("%s"); },
+       {"Letter.Pressure.RegTypeName: decoding its 2 bytes raises an exception: Format '%s' "
+        "invalid or incompatible with argument"}},
       {"list under the name of a number",
        [](TCleanForm& form) { form.Reg("Mode").SetTypeName("Bar"); },
        {"Letter.Mode.RegTypeName: there is no list type Bar in Types, so its value stays empty"}},
@@ -271,11 +279,13 @@ TEST(FormCheck, RequestsThatSurprise) {
       {"up to the end of a page",
        [](TCleanForm& form) { form.Reg("Memory").SetRegAdress(0x1FFF0); },
        {"Letter.Memory.Adress: its request ends with a page of 64 KiB, so another one of 0 bytes "
-        "follows"}},
+        "follows and OnReadAllRegs comes twice"}},
       {"past the end of a page",
        [](TCleanForm& form) { form.Reg("Memory").SetRegAdress(0x1FFF8); },
        {"Letter.Memory.Adress: its request passes the end of a page of 64 KiB and is asked for in "
-        "two that begin at the same address, so what lies behind is not read"}},
+        "two that begin at the same address, so what lies behind is not read and OnReadAllRegs "
+        "comes "
+        "twice"}},
       {"six bytes by $21",
        [](TCleanForm& form) {
          form.Add({.Name = "A", .Adress = 10, .Count = 2, .Read = 0x21, .Write = 0});

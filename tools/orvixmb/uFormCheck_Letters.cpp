@@ -145,6 +145,20 @@ class TLetterCheck {
       Add(reg, "RegTypeName",
           Format("there is no %s type %s in %s, so its value stays empty",
                  {kind, name, NameOf(*catalogue)}));
+    } else {
+      CheckDecoding(reg, *reg.GetRegTypeItem());
+    }
+  }
+
+  // By the bytes that it has got, which are 0 in a form.
+  void CheckDecoding(const TMBReg& reg, const TMBRegTypeColItem& type) {
+    if (reg.Data().empty()) return;
+    try {
+      type.DataToValue(reg.Data());
+    } catch (const Exception& error) {
+      Add(reg, "RegTypeName",
+          Format("decoding its %d bytes raises an exception: %s",
+                 {reg.CountInByte(), error.what()}));
     }
   }
 
@@ -209,10 +223,10 @@ class TLetterCheck {
   void CheckPageEnd(const TPlannedRequest& request) {
     Add(*request.SplitReg, "Adress",
         request.Count == 0
-            ? "its request ends with a page of 64 KiB, so another one of 0 bytes follows"
+            ? "its request ends with a page of 64 KiB, so another one of 0 bytes follows and "
+              "OnReadAllRegs comes twice"
             : "its request passes the end of a page of 64 KiB and is asked for in two that begin "
-              "at "
-              "the same address, so what lies behind is not read");
+              "at the same address, so what lies behind is not read and OnReadAllRegs comes twice");
   }
 
   void CheckRequest(const TPlannedRequest& request) {
