@@ -7,6 +7,8 @@ void AddCommands(CLI::App& app, TToolIo& io) {
   AddReadCommand(app, io);
   AddPollCommand(app, io);
   AddWriteCommand(app, io);
+  AddSimulateCommand(app, io);
+  AddPortsCommand(app, io);
 }
 
 }  // namespace OrvixModBus

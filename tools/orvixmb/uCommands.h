@@ -14,5 +14,7 @@ void AddCheckCommand(CLI::App& app, TToolIo& io);
 void AddReadCommand(CLI::App& app, TToolIo& io);
 void AddPollCommand(CLI::App& app, TToolIo& io);
 void AddWriteCommand(CLI::App& app, TToolIo& io);
+void AddSimulateCommand(CLI::App& app, TToolIo& io);
+void AddPortsCommand(CLI::App& app, TToolIo& io);
 
 }  // namespace OrvixModBus

@@ -13,6 +13,7 @@
 #include "tools/orvixmb/uFormSession.h"
 #include "tools/orvixmb/uLetterReader.h"
 #include "tools/orvixmb/uOutput.h"
+#include "tools/orvixmb/uParityOption.h"
 
 namespace OrvixModBus {
 namespace {
@@ -174,11 +175,6 @@ void AddRegisters(TMBRegs& regs, const TPollOptions& options) {
   }
 }
 
-TParityScheme ParityOf(const std::string& name) {
-  if (name == "odd") return TParityScheme::psOdd;
-  return name == "none" ? TParityScheme::psNone : TParityScheme::psEven;
-}
-
 // A line, a client and a letter for one device.
 class TPoll {
  public:
@@ -192,7 +188,7 @@ class TPoll {
     AddRegisters(fLetter.Regs(), options);
     fLine.SetPortProperty(options.Port);
     fLine.SetBaudRate(options.Baud);
-    fLine.SetParity(ParityOf(options.Parity));
+    fLine.SetParity(ParityNamed(options.Parity));
     fLine.SetReceiveTimeout(options.Timeout);
     fLine.SetMaxRetries(static_cast<std::uint8_t>(options.Retries));
     if (options.Trace) TraceLine(fLine, io);
@@ -249,9 +245,7 @@ void AddDeviceOptions(CLI::App& command, TPollOptions& options) {
 
 void AddLineOptions(CLI::App& command, TPollOptions& options) {
   constexpr std::int32_t kMostTimeout = 600'000;
-  command.add_option("--parity", options.Parity, "the port's; even without this option")
-      ->check(CLI::IsMember(std::vector<std::string>{"even", "odd", "none"}))
-      ->type_name("PARITY");
+  AddParityOption(command, options.Parity, "the port's; even without this option");
   AddNumber(command, "--timeout", options.Timeout, 1, kMostTimeout,
             "milliseconds until an answer begins; 1000 without this option");
   AddNumber(command, "--retries", options.Retries, 0, 255,
@@ -272,7 +266,7 @@ void AddPollCommand(CLI::App& app, TToolIo& io) {
   AddDeviceOptions(command, *options);
   command
       .add_option("--type", options->Type,
-                  "of the values; uint16 without this option, of bytes hex")
+                  "what a value is; without this option uint16, or hex for paged memory")
       ->check(CLI::IsMember(TypeNames()))
       ->type_name("TYPE");
   AddLineOptions(command, *options);
