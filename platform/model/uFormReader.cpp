@@ -334,7 +334,6 @@ void TFormReader::ReadSimple(TPersistent& object, const TPropertyInfo& property)
 void TFormReader::ReadSet(TPersistent& object, const TPropertyInfo& property) {
   const std::size_t place = fScanner.Take().Offset;
   std::int64_t bits = 0;
-  bool known = true;
   while (!fScanner.IsSymbol(']')) {
     const TPropertyValue element = OrdinalValue(property.EnumNames, fScanner.Next());
     if (const auto* ordinal = std::get_if<std::int64_t>(&element)) {
@@ -342,12 +341,11 @@ void TFormReader::ReadSet(TPersistent& object, const TPropertyInfo& property) {
       fScanner.Take();
     } else {
       RefuseNext(object, property);
-      known = false;
     }
     if (!fScanner.IsSymbol(']')) ExpectSymbol(',');
   }
   fScanner.Take();
-  if (known) Set(object, property, bits, place);
+  Set(object, property, bits, place);
 }
 
 // A reference or an event: what it names may stand further down.

@@ -94,6 +94,7 @@ TEST(FormScanner, TellsWhatIsNoTokenAndWhere) {
       {"\"", "f:1:1: unexpected '\"'"},
       {"'open", "f:1:1: the text has no closing quote"},
       {"'open\n'", "f:1:1: the text has no closing quote"},
+      {"'a\rb'", "f:1:1: the text has no closing quote"},
       {"'a' +", "f:1:6: expected a text behind '+'"},
       {"'a' + 5", "f:1:7: expected a text behind '+'"},
       {"'\xFF'", "f:1:2: a byte that is no UTF-8"},

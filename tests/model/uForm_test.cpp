@@ -187,11 +187,25 @@ class FormFile : public testing::Test {
   TFormFile Form;
 };
 
+// One that is not empty at first.
+class TFullBasket : public TBasket {
+ public:
+  explicit TFullBasket(TComponent* owner = nullptr) : TBasket(owner) {
+    Lines().Add("straw");
+    Crops().Add();
+  }
+  static const TClassInfo& StaticClass() {
+    static const TClassInfo info("TFullBasket", &TBasket::StaticClass(), {});
+    return info;
+  }
+  const TClassInfo& ClassInfo() const override { return StaticClass(); }
+};
+
 constexpr std::string_view kFullForm = R"(object Farm: TDataModule
   object Box: TBasket
     Count = 200
     Weight = -0.1
-    Title = 'it''s '#1103#13#10'.'#55357#56832
+    Title = 'it''s '#1103#13#10'.~'#127#55357#56832
     Open = False
     Fruit = frPlum
     Mixture = [frApple, frPlum]
@@ -240,7 +254,7 @@ TEST_F(FormFile, WhatIsReadIsThere) {
   auto& other = FormComponent<TBasket>(*farm, "Other");
   EXPECT_EQ(box.Count(), 200);
   EXPECT_EQ(box.Weight(), -0.1);
-  EXPECT_EQ(box.Title(), "it's я\r\n.\xF0\x9F\x98\x80");
+  EXPECT_EQ(box.Title(), "it's я\r\n.~\x7F\xF0\x9F\x98\x80");
   EXPECT_FALSE(box.Open());
   EXPECT_EQ(box.Fruit(), TFruit::frPlum);
   EXPECT_EQ(box.Mixture(), (TSet<TFruit>{TFruit::frApple, TFruit::frPlum}));
@@ -322,6 +336,20 @@ TEST_F(FormFile, LongTextsAndBytesAreSplitIntoLines) {
              "      'c'\n      'x')\n");
   EXPECT_EQ(Form.Write(*farm), expected);
   EXPECT_EQ(Form.Write(*Form.Read(expected)), expected);
+}
+
+TEST_F(FormFile, BytesThatFillALineHaveNoOther) {
+  auto farm = ReadBasket("");
+  FormComponent<TBasket>(*farm, "Box").SetStamp(Bytes(32, 0));
+  EXPECT_EQ(Form.Write(*farm), Basket("    Stamp = {" + std::string(64, '0') + "}\n"));
+}
+
+TEST_F(FormFile, PartsAreReplacedByWhatTheFormHolds) {
+  Form.RegisterClass(ComponentClass<TFullBasket>());
+  const std::string text =
+      "object Box: TFullBasket\n  Lines.Strings = (\n    'a')\n  Crops = <\n    item\n"
+      "      Label = 'b'\n    end>\nend\n";
+  EXPECT_EQ(Form.Write(*Form.Read(text)), text);
 }
 
 TEST_F(FormFile, FloatsKeepEveryDigit) {
