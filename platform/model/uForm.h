@@ -17,7 +17,8 @@
 namespace OrvixModBus {
 
 /// Reads and writes component trees as text: a root and the components that it owns, each with
-/// those published properties that differ from their defaults.
+/// those published properties that differ from their defaults. Components without a name are no
+/// part of the form: a root's own class makes them.
 ///
 ///   object Plant: TDataModule
 ///     object Line: TMBRTUConnection

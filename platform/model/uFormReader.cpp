@@ -217,11 +217,12 @@ std::unique_ptr<TComponent> TFormReader::ReadRoot() {
 
 void TFormReader::ReadOwned(TComponent& root) {
   const THead head = ReadHead();
+  if (head.Name.empty()) Report(head.ClassPlace, "expected a name and ':' before the class");
   TComponent* const component = Make(head, &root).release();  // root owns it
   if (component == nullptr) return SkipObject();
   NameComponent(*component, head);
   ReadProperties(*component);
-  ExpectEnd(head.Name.empty() ? head.ClassName : head.Name);
+  ExpectEnd(head.Name);
 }
 
 TFormReader::THead TFormReader::ReadHead() {

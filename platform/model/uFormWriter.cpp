@@ -126,8 +126,8 @@ void TFormWriter::Begin(const std::string& text) {
 }
 
 void TFormWriter::Refuse(const std::string& name, const std::string& reason) const {
-  const std::string who = fWritten->Name().empty() ? std::string(fWritten->ClassName())  //
-                                                   : fWritten->Name();
+  const bool named = !fWritten->Name().empty();
+  const std::string who = named ? fWritten->Name() : std::string(fWritten->ClassName());
   throw Exception(who + "." + name + ": " + reason);
 }
 
@@ -136,11 +136,17 @@ void TFormWriter::WriteComponent(const TComponent& component) {
   const std::string name = component.Name().empty() ? "" : component.Name() + ": ";
   Begin("object " + name + std::string(component.ClassName()));
   WriteProperties(component, "");
-  if (&component == &fRoot) {
-    for (int i = 0; i < fRoot.ComponentCount(); ++i) WriteComponent(*fRoot.Components(i));
-  }
+  if (&component == &fRoot) WriteOwned();
   End();
   Line("end");
+}
+
+// What has no name the root has made for itself, and makes anew.
+void TFormWriter::WriteOwned() {
+  for (int i = 0; i < fRoot.ComponentCount(); ++i) {
+    const TComponent& owned = *fRoot.Components(i);
+    if (!owned.Name().empty()) WriteComponent(owned);
+  }
 }
 
 void TFormWriter::WriteProperties(const TPersistent& object, const std::string& path) {

@@ -28,6 +28,7 @@ class TFormWriter {
   void End() { fIndent.resize(fIndent.size() - 2); }
 
   void WriteComponent(const TComponent& component);
+  void WriteOwned();
   void WriteProperties(const TPersistent& object, const std::string& path);
   void WriteProperty(const TPersistent& object, const TPropertyInfo& property,
                      const std::string& name);

@@ -241,14 +241,12 @@ constexpr std::string_view kFullForm = R"(object Farm: TDataModule
       item
       end>
   end
-  object TBasket
-  end
 end
 )";
 
 TEST_F(FormFile, WhatIsReadIsThere) {
   const auto farm = Form.Read(kFullForm);
-  ASSERT_EQ(farm->ComponentCount(), 3);
+  ASSERT_EQ(farm->ComponentCount(), 2);
   EXPECT_EQ(farm->Name(), "Farm");
   auto& box = FormComponent<TBasket>(*farm, "Box");
   auto& other = FormComponent<TBasket>(*farm, "Other");
@@ -275,7 +273,6 @@ TEST_F(FormFile, WhatIsReadIsThere) {
   EXPECT_TRUE(box.OnRotten.Assigned());
   EXPECT_EQ(other.Peer(), &other);
   EXPECT_EQ(other.Liner(), farm.get());
-  EXPECT_EQ(farm->Components(2)->Name(), "");
 }
 
 TEST_F(FormFile, WhatIsReadAndWrittenIsTheSameText) {
@@ -284,8 +281,8 @@ TEST_F(FormFile, WhatIsReadAndWrittenIsTheSameText) {
 
 TEST_F(FormFile, DefaultsAreNotWritten) {
   TDataModule farm;
-  new TBasket(&farm);
-  EXPECT_EQ(Form.Write(farm), "object TDataModule\n  object TBasket\n  end\nend\n");
+  (new TBasket(&farm))->SetName("Box");
+  EXPECT_EQ(Form.Write(farm), "object TDataModule\n  object Box: TBasket\n  end\nend\n");
 }
 
 TEST_F(FormFile, WhatPeopleWriteOtherwiseIsReadAlike) {
@@ -441,6 +438,8 @@ TEST_F(FormFile, EachMistakeOfTheFrameIsToldWithItsPlace) {
       {"object Farm: TDataModule end end", "1:30: expected the end of the text, found 'end'"},
       {"object Farm: TDataModule\n object Box: TBasket end\n object box: TBasket end\nend",
        "3:9: A component named box already exists"},
+      {"object Farm: TDataModule\n object TBasket end\nend",
+       "2:9: expected a name and ':' before the class"},
       {"object Farm: TDataModule\n object Farm: TBasket end\nend",
        "2:9: A component named Farm already exists"},
       {"object Farm: TDataModule\n object A.B: TBasket end\nend",

@@ -284,13 +284,15 @@ TEST(Form, AWriteCodeEqualToTheReadCodeIsKept) {
   TFormFile form;
   form.RegisterClasses(ModBusClasses());
   TDataModule root;
-  auto& reg = *(new TMBLetter(&root))->Regs().Add();
+  auto& letter = *new TMBLetter(&root);
+  letter.SetName("Letter");
+  auto& reg = *letter.Regs().Add();
   reg.SetMBFuncWrite(0x10);
   reg.SetMBFuncRead(0x10);
   const auto again = form.Read(form.Write(root));
-  const auto& letter = dynamic_cast<TMBLetter&>(*again->Components(0));
-  EXPECT_EQ(letter.Regs().GetItem(0)->MBFuncRead(), 0x10);
-  EXPECT_EQ(letter.Regs().GetItem(0)->MBFuncWrite(), 0x10);
+  const TMBReg& read = *FormComponent<TMBLetter>(*again, "Letter").Regs().GetItem(0);
+  EXPECT_EQ(read.MBFuncRead(), 0x10);
+  EXPECT_EQ(read.MBFuncWrite(), 0x10);
 }
 
 TEST(Form, AClientsOwnConnectionIsNotStoredAndNoConnectionIs) {
@@ -298,12 +300,19 @@ TEST(Form, AClientsOwnConnectionIsNotStoredAndNoConnectionIs) {
   form.RegisterClasses(ModBusClasses());
   TDataModule root;
   auto& client = *new TMBClient(&root);
-  EXPECT_EQ(form.Write(root), "object TDataModule\n  object TMBClient\n  end\nend\n");
+  client.SetName("Pump");
+  EXPECT_EQ(form.Write(root), "object TDataModule\n  object Pump: TMBClient\n  end\nend\n");
   client.SetConnection(nullptr);
   const std::string text =
-      "object TDataModule\n  object TMBClient\n    Connection = nil\n  end\nend\n";
+      "object TDataModule\n  object Pump: TMBClient\n    Connection = nil\n  end\nend\n";
   EXPECT_EQ(form.Write(root), text);
   EXPECT_EQ(form.Write(*form.Read(text)), text);
+}
+
+TEST(Form, WhatAComponentMakesForItselfIsNotStoredWhereItIsTheRoot) {
+  TFormFile form;
+  form.RegisterClasses(ModBusClasses());
+  EXPECT_EQ(form.Write(TMBClient()), "object TMBClient\nend\n");
 }
 
 TEST(Form, AConnectionThatTheFormWantsActiveStaysSoWhileLoading) {

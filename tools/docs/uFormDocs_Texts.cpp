@@ -214,8 +214,8 @@ auto& status = FormComponent<TMBLetter>(*plant, "Status");
 
 A form is one `object`, the root, with the components that it owns inside. `object Name: TClass`
 begins a component and `end` closes it; between them stand its properties, `Name = Value`, and in
-the root the other components. A name is one of letters, digits and `_`; no two components have the
-same. Names and words are read in any case. Blanks and line ends separate words and have no other
+the root the other components. A name is made of letters, digits and `_`; no two components have the
+same, and the root alone may have none. Names and words are read in any case. Blanks and line ends separate words and have no other
 meaning. The text is UTF-8, with or without a byte-order mark.
 
 | kind of property | written as |
