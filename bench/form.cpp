@@ -4,8 +4,7 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
-#include <cstdio>
-
+#include "bench/Names.h"
 #include "platform/model/uDataModule.h"
 #include "platform/model/uForm.h"
 #include "uMBForm.h"
@@ -13,12 +12,6 @@
 
 namespace OrvixModBus {
 namespace {
-
-std::string NameOf(int index) {
-  char name[32];
-  std::snprintf(name, sizeof name, "Station%02d.Value%06d", index % 17, index);
-  return name;
-}
 
 void Build(TComponent& root, int count) {
   auto& types = *new TMBTypeInfo(&root);

@@ -3,19 +3,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
-
+#include "bench/Names.h"
 #include "platform/loop/uLoop.h"
 #include "uMBLetters.h"
 
 namespace OrvixModBus {
 namespace {
-
-std::string NameOf(int index) {
-  char name[32];
-  std::snprintf(name, sizeof name, "Station%02d.Value%06d", index % 17, index);
-  return name;
-}
 
 void DescribeType(TMBTypeInfo& types) {
   TMBRegTypeNumber& number = *types.TypeNumbers().Add();
