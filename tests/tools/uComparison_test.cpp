@@ -16,13 +16,12 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 TRegisterRow Row(const std::string& name, std::uint32_t adress, const Bytes& raw,
-                 const std::string& text, std::uint8_t write = 16) {
+                 const std::string& text) {
   TRegisterRow row;
   row.Name = name;
   row.Index = static_cast<int>(adress) / 10;
   row.Adress = adress;
   row.FuncRead = 3;
-  row.FuncWrite = write;
   row.Raw = raw;
   row.Text = text;
   return row;
@@ -36,6 +35,22 @@ TRegisterRow Silent(TRegisterRow row) {
 TSnapshot Before(const std::vector<TSnapshotRegister>& registers) {
   return {"Pumps", "2026-07-03T12:34:56Z", "emulated", 1, registers};
 }
+
+/// The registers of the rows: those at indexes 0 to 6 can be written.
+class TPumps {
+ public:
+  TPumps() {
+    for (int i = 0; i < 8; ++i) {
+      TMBReg& reg = *fLetter.Regs().Add();
+      if (i < 7) reg.SetMBFuncWrite(16);
+      reg.SetRegsCount(2);
+    }
+  }
+  const TMBRegs& Regs() const { return fLetter.Regs(); }
+
+ private:
+  TMBLetter fLetter;
+};
 
 /// A difference of every kind.
 std::vector<TDifference> EveryKind() {
@@ -64,7 +79,6 @@ TEST(Comparison, FindsEveryKindOfDifferenceInTheOrderOfTheForm) {
                   Pair("Silent", EDifference::NotRead), Pair("New", EDifference::NotInSnapshot),
                   Pair("Gone", EDifference::NotInForm)));
   EXPECT_EQ(differences[0].Index, 2);
-  EXPECT_EQ(differences[0].FuncWrite, 16);
 }
 
 TEST(Comparison, TellsOneRegisterFromAnother) {
@@ -152,11 +166,11 @@ TEST(Comparison, JsonTellsBothSides) {
 TEST(RestorePlan, WritesWhatChangedAndTellsWhatStays) {
   auto differences = EveryKind();
   const TSnapshot before = Before({{"ReadOnly", 70, 3, {0, 7}, "7"}});
-  const auto readOnly = Row("ReadOnly", 70, {0, 8}, "8", 0);
+  const auto readOnly = Row("ReadOnly", 70, {0, 8}, "8");
   for (const TDifference& difference : Compare(before, {&readOnly, 1})) {
     differences.push_back(difference);
   }
-  const TRestorePlan plan = PlanRestore(differences);
+  const TRestorePlan plan = PlanRestore(differences, TPumps().Regs());
   ASSERT_THAT(plan.Writes, SizeIs(1));
   EXPECT_EQ(plan.Writes[0].Index, 2);
   EXPECT_EQ(plan.Writes[0].Was->Raw, (Bytes{0, 1}));
@@ -169,7 +183,7 @@ TEST(RestorePlan, WritesWhatChangedAndTellsWhatStays) {
       left, ElementsAre(
                 Pair("Moved", "it lies elsewhere in the form: address 31, function 3, 2 bytes"),
                 Pair("Silent", "it was not read: no reply"), Pair("Gone", "it is not in the form"),
-                Pair("ReadOnly", "the form has no write function for it")));
+                Pair("ReadOnly", "it has no write function")));
 }
 
 TEST(RestorePlan, RefusesAnotherLengthEvenOfARegisterThatWasNotRead) {
@@ -178,7 +192,7 @@ TEST(RestorePlan, RefusesAnotherLengthEvenOfARegisterThatWasNotRead) {
        {Row("Long", 10, {0, 0, 0, 1}, "1"), Silent(Row("Long", 10, {0, 0, 0, 1}, "1"))}) {
     EXPECT_THAT(
         [&] {
-          PlanRestore(Compare(before, {&now, 1}));
+          PlanRestore(Compare(before, {&now, 1}), TPumps().Regs());
         },
         testing::ThrowsMessage<Exception>(
             "Long has 2 bytes in the snapshot and 4 in the form; nothing is restored"));

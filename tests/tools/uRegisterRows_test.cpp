@@ -62,7 +62,6 @@ TEST_F(RegisterRows, HoldWhatTheRegisterHolds) {
   EXPECT_EQ(row.Index, 0);
   EXPECT_EQ(row.Adress, 65536U);
   EXPECT_EQ(row.FuncRead, 0x43);
-  EXPECT_EQ(row.FuncWrite, 0x66);
   EXPECT_EQ(row.Raw, (Bytes{0x01, 0x6E}));
   EXPECT_EQ(row.Caption, "°C");
   EXPECT_EQ(row.Error, "");

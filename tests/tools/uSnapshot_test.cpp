@@ -118,7 +118,6 @@ TEST(Snapshot, HasNoRegisterThatWasNotRead) {
   read.Name = "T1";
   read.Adress = 7;
   read.FuncRead = 3;
-  read.FuncWrite = 16;
   read.Raw = {0x01, 0x6E};
   read.Text = "36.6";
   failed = read;

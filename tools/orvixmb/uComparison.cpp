@@ -9,6 +9,7 @@
 #include "platform/rtl/uFold.h"
 #include "platform/rtl/uFormat.h"
 #include "tools/display/uShownText.h"
+#include "tools/orvixmb/uLetterWriter.h"
 
 namespace OrvixModBus {
 namespace {
@@ -98,7 +99,7 @@ void CheckLength(const TDifference& difference) {
 }
 
 // Empty when a write brings the register back.
-std::string Obstacle(const TDifference& difference) {
+std::string Obstacle(const TDifference& difference, const TMBRegs& regs) {
   switch (difference.Kind) {
     case EDifference::NotInForm:
       return "it is not in the form";
@@ -107,8 +108,10 @@ std::string Obstacle(const TDifference& difference) {
     case EDifference::NotRead:
       return "it was not read: " + difference.Error;
     default:
-      return difference.FuncWrite == 0 ? "the form has no write function for it" : "";
+      break;
   }
+  const std::string obstacle = WriteObstacle(*regs.GetItem(difference.Index));
+  return obstacle.empty() ? obstacle : "it " + obstacle;
 }
 
 }  // namespace
@@ -117,9 +120,8 @@ std::vector<TDifference> Compare(const TSnapshot& snapshot, std::span<const TReg
   TUnmatched unmatched(snapshot);
   std::vector<TDifference> differences;
   for (const TRegisterRow& row : rows) {
-    TDifference difference{
-        EDifference::Changed, unmatched.Take(row.Name), SnapshotRegister(row), row.Error, row.Index,
-        row.FuncWrite};
+    TDifference difference{EDifference::Changed, unmatched.Take(row.Name), SnapshotRegister(row),
+                           row.Error, row.Index};
     const auto kind = KindOf(difference);
     if (!kind) continue;
     difference.Kind = *kind;
@@ -166,12 +168,12 @@ TJson ComparisonJson(std::span<const TDifference> differences) {
   return json;
 }
 
-TRestorePlan PlanRestore(std::span<const TDifference> differences) {
+TRestorePlan PlanRestore(std::span<const TDifference> differences, const TMBRegs& regs) {
   TRestorePlan plan;
   for (const TDifference& difference : differences) {
     if (!difference.Was) continue;
     CheckLength(difference);
-    std::string obstacle = Obstacle(difference);
+    std::string obstacle = Obstacle(difference, regs);
     if (obstacle.empty()) {
       plan.Writes.push_back(difference);
     } else {

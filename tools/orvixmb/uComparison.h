@@ -11,6 +11,7 @@
 #include "tools/display/uTextTable.h"
 #include "tools/orvixmb/uRegisterRows.h"
 #include "tools/orvixmb/uSnapshot.h"
+#include "uMBLetters.h"
 
 namespace OrvixModBus {
 
@@ -27,7 +28,6 @@ struct TDifference {
   std::optional<TSnapshotRegister> Was, Now;  ///< Now's value means nothing when not read
   std::string Error;                          ///< why not read
   int Index = -1;                             ///< of the form's register in its letter
-  std::uint8_t FuncWrite = 0;                 ///< its write code; 0 = none
 
   const TSnapshotRegister& Register() const { return Now ? *Now : *Was; }
 };
@@ -56,8 +56,9 @@ struct TRestorePlan {
   std::vector<TNotRestorable> NotRestorable;
 };
 
-/// How to bring back what the snapshot has. What it does not have stays as it is. Throws Exception
-/// when a register has another length than in the snapshot: the form is not of this device then.
-TRestorePlan PlanRestore(std::span<const TDifference> differences);
+/// How to bring back what the snapshot has, in regs, to whose registers the differences refer. What
+/// it does not have stays as it is. Throws Exception when a register has another length than in the
+/// snapshot: the form is not of this device then.
+TRestorePlan PlanRestore(std::span<const TDifference> differences, const TMBRegs& regs);
 
 }  // namespace OrvixModBus

@@ -49,7 +49,6 @@ TRegisterRow RowOf(const std::string& letter, const TMBReg& reg, const std::stri
   row.Index = reg.Index();
   row.Adress = reg.Adress();
   row.FuncRead = reg.MBFuncRead();
-  row.FuncWrite = reg.MBFuncWrite();
   row.Raw = reg.Data();
   row.Text = reg.ValueStr();
   if (reg.ValueInt() != TRegValue::kClearedInt) row.Int = reg.ValueInt();

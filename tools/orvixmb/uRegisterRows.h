@@ -18,7 +18,7 @@ struct TRegisterRow {
   std::string Letter, Name;
   int Index = -1;  ///< in the letter's collection; -1 = in none
   std::uint32_t Adress = 0;
-  std::uint8_t FuncRead = 0, FuncWrite = 0;  ///< function codes; FuncWrite 0 = none
+  std::uint8_t FuncRead = 0;  ///< function code
   Bytes Raw;
   std::string Text;                 ///< of a bit field all its texts, "|" between them
   std::optional<std::int32_t> Int;  ///< none where the value is cleared, as Real
