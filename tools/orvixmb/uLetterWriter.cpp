@@ -20,25 +20,24 @@ using TWrites = std::span<const TRegWrite>;
 
 bool IsPaged(const TRegWrite& write) { return IsPagedWrite(write.Reg->MBFuncWrite()); }
 
-// As the bytes go out: two of them for each coil.
-Bytes SentData(const TRegWrite& write) {
-  if (write.Reg->MBFuncWrite() != kWriteCoil) return write.Data;
+// Each coil is a request of its own: a letter counts one answer for what it sends at once.
+void SendCoils(TMBLetter& letter, const TRegWrite& write) {
   const bool on = std::ranges::any_of(write.Data, [](std::uint8_t b) { return b != 0; });
-  Bytes sent;
-  for (int i = 0; i < write.Reg->GetRegsCount(); ++i) {
-    sent.insert(sent.end(), {on ? std::uint8_t{0xFF} : std::uint8_t{0}, 0});
-  }
-  return sent;
+  const Bytes state{on ? std::uint8_t{0xFF} : std::uint8_t{0}, 0};
+  for (std::uint8_t i = 0; i < write.Reg->GetRegsCount(); ++i) letter.WriteReg(write.Reg, i, state);
 }
 
-// A register that several requests write has each of them asked for.
 void WriteOne(TMBLetter& letter, const TRegWrite& write, TAskedRequests& asked) {
   const TMBReg& reg = *write.Reg;
-  letter.WriteReg(write.Reg, 0, SentData(write));
-  const bool single = reg.MBFuncWrite() == kWriteRegister || reg.MBFuncWrite() == kWriteUnchecked;
-  const std::uint32_t step = single ? 1 : std::max<std::uint32_t>(reg.GetRegsCount(), 1);
-  for (std::uint32_t i = 0; i < reg.GetRegsCount(); i += step) {
-    asked.Ask(reg.MBFuncWrite(), reg.Adress() + i, step);
+  if (reg.MBFuncWrite() == kWriteCoil) {
+    SendCoils(letter, write);
+  } else {
+    letter.WriteReg(write.Reg, 0, write.Data);
+  }
+  const std::uint32_t count = reg.GetRegsCount();
+  const std::uint32_t perRequest = reg.MBFuncWrite() == kWriteRegisters ? count : 1;
+  for (std::uint32_t i = 0; i < count; i += perRequest) {
+    asked.Ask(reg.MBFuncWrite(), reg.Adress() + i, perRequest);
   }
 }
 
