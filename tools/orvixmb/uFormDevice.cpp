@@ -222,6 +222,11 @@ class TFormDevices {
   TStringDynArray LeftOut() && { return std::move(fLeftOut); }
 
  private:
+  struct TStructur {
+    TFormValues* Values;
+    const TValueBlock* Block;
+  };
+
   void LeaveOut(const TComponent& component, std::string_view reason) {
     const std::string& name = component.Name();
     fLeftOut.push_back((name.empty() ? std::string(component.ClassName()) : name) + ": " +
@@ -311,11 +316,28 @@ class TFormDevices {
     reg.Maker->Cells(*reg.Read, reg.Reg->Adress(), kLongestRun).Fix({});
   }
 
-  TValueSource RecordSource(std::size_t size, bool withTime) {
+  // The first of that length, nil when there is none.
+  const TStructur* StructurOf(std::size_t size) const {
     const auto found = std::ranges::find_if(
         fStructurs, [=](const TStructur& one) { return one.Block->Size == size; });
-    return found != fStructurs.end() ? found->Values->Block(*found->Block)
-                                     : ValuesOf(nullptr).Block(DefaultBlock(size, withTime));
+    return found != fStructurs.end() ? &*found : nullptr;
+  }
+
+  TValueSource RecordSource(std::size_t size, bool withTime) {
+    const TStructur* const structur = StructurOf(size);
+    return structur != nullptr ? structur->Values->Block(*structur->Block)
+                               : ValuesOf(nullptr).Block(DefaultBlock(size, withTime));
+  }
+
+  // A description whose number Records, if it has one, tells the truth.
+  TValueSource InfoSource(std::size_t size) {
+    const TStructur* const structur = StructurOf(size);
+    if (structur == nullptr) return RecordSource(size, true);
+    TValueBlock block = *structur->Block;
+    for (TValueType& field : block.Fields) {
+      if (field.Text == "Records") field.Real = kOscillogramRecords;
+    }
+    return structur->Values->Block(block);
   }
 
   // The length of a property, or the usual one when nothing can be read by it; that is said.
@@ -354,7 +376,7 @@ class TFormDevices {
     }
     for (int number = 1; number <= kOscillograms; ++number) {
       served[static_cast<std::uint8_t>(number)] = {
-          .Info = RecordSource(info, true)(number),
+          .Info = InfoSource(info)(number),
           .Records = Records(RecordSource(data, false), kOscillogramRecords)};
     }
   }
@@ -383,11 +405,6 @@ class TFormDevices {
     const std::size_t place = (number + fStructurs.size() - 1) % fStructurs.size();
     return fStructurs[place].Values->Block(*fStructurs[place].Block);
   }
-
-  struct TStructur {
-    TFormValues* Values;
-    const TValueBlock* Block;
-  };
 
   TSimulator& fSimulator;
   std::map<const TMBTypeInfo*, TFormValues> fValues;  // nil: what no catalogue describes

@@ -16,7 +16,7 @@ namespace OrvixModBus {
 ///   function, or else of the first.
 /// - a log of 100 records for each log function, 3 oscillograms of 400 records for each oscillogram
 ///   function. Records are the catalogue's first structure of that length, or else numbers, in a
-///   log with the time before them.
+///   log with the time before them; so are descriptions, whose number Records tells the truth.
 /// - files 0 to 9 of 250 records each. File n holds the catalogue's structure n, counted from 1 and
 ///   round; the last bytes of records are filled up, so that every structure can be read.
 /// - the client's name as identity.

@@ -61,13 +61,17 @@ double RawAt(const TRange& range, std::uint32_t phase, double seconds) {
   return middle + 0.2 * (range.High - range.Low) * std::sin(2 * std::numbers::pi * turns);
 }
 
+// The bytes of a value of that size which means a raw number.
+Bytes ValueBytes(const TSwing& swing, std::size_t size, double raw) {
+  Bytes bytes(size);
+  std::ranges::copy(Encode(swing, raw),
+                    bytes.begin() + static_cast<std::ptrdiff_t>(swing.Raw.Begin));
+  return bytes;
+}
+
 TValueSource NumberSource(const TSwing& swing, std::size_t size, std::uint32_t phase) {
-  return [=](double seconds) {
-    Bytes bytes(size);
-    std::ranges::copy(Encode(swing, RawAt(swing.Range, phase, seconds)),
-                      bytes.begin() + static_cast<std::ptrdiff_t>(swing.Raw.Begin));
-    return bytes;
-  };
+  return
+      [=](double seconds) { return ValueBytes(swing, size, RawAt(swing.Range, phase, seconds)); };
 }
 
 TValueSource TimeSource(std::size_t size) {
@@ -117,8 +121,11 @@ void TFormValues::LearnStructurs() {
     for (const TMBRegTypeStructure* field : items) {
       if (TStructurComparer::Compare(*last, *field) <= 0) last = field;
       if (field->Offset() < 0) continue;
-      block.Fields.push_back({field->RegType(), field->RegTypeName(), field->Size(), field->Name(),
-                              static_cast<std::size_t>(field->Offset())});
+      block.Fields.push_back({.Type = field->RegType(),
+                              .TypeName = field->RegTypeName(),
+                              .Size = field->Size(),
+                              .Text = field->Name(),
+                              .Offset = static_cast<std::size_t>(field->Offset())});
     }
     block.Size = static_cast<std::size_t>(std::max(0, last->Offset() + last->Size()));
   }
@@ -176,6 +183,9 @@ TValueSource TFormValues::Number(const TValueType& type) {
   const TRawNumber& raw = swing.Raw;
   // Too few bytes are an error of the form: nothing that they hold is a number.
   if (raw.Size < std::size_t{raw.IntPart} + raw.RealPart) return Constant(Bytes(type.Size));
+  if (type.Real && number->Multiplier() != 0) {
+    return Constant(ValueBytes(swing, type.Size, *type.Real / number->Multiplier()));
+  }
   return NumberSource(swing, type.Size, fMade++);
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -26,6 +27,8 @@ struct TValueType {
   std::size_t Size = 0;    ///< bytes
   std::string Text = {};   ///< what an rtStr says
   std::size_t Offset = 0;  ///< first byte, of a field
+  /// What an rtNum always says, as near as its description allows.
+  std::optional<double> Real = {};
 };
 
 /// A structure, or a record of another make.
