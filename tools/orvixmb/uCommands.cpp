@@ -7,6 +7,11 @@ void AddCommands(CLI::App& app, TToolIo& io) {
   AddReadCommand(app, io);
   AddPollCommand(app, io);
   AddWriteCommand(app, io);
+  AddSaveCommand(app, io);
+  AddDiffCommand(app, io);
+  AddRestoreCommand(app, io);
+  AddLogCommand(app, io);
+  AddOscillogramCommand(app, io);
   AddSimulateCommand(app, io);
   AddPortsCommand(app, io);
 }

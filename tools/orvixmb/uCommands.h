@@ -14,6 +14,11 @@ void AddCheckCommand(CLI::App& app, TToolIo& io);
 void AddReadCommand(CLI::App& app, TToolIo& io);
 void AddPollCommand(CLI::App& app, TToolIo& io);
 void AddWriteCommand(CLI::App& app, TToolIo& io);
+void AddSaveCommand(CLI::App& app, TToolIo& io);
+void AddDiffCommand(CLI::App& app, TToolIo& io);
+void AddRestoreCommand(CLI::App& app, TToolIo& io);
+void AddLogCommand(CLI::App& app, TToolIo& io);
+void AddOscillogramCommand(CLI::App& app, TToolIo& io);
 void AddSimulateCommand(CLI::App& app, TToolIo& io);
 void AddPortsCommand(CLI::App& app, TToolIo& io);
 

@@ -70,7 +70,7 @@ class TFormSession {
  public:
   TFormSession(const TSessionOptions& options, TToolIo& io);
 
-  TComponent& Root() { return *fRoot; }
+  TComponent& Root() const { return *fRoot; }
   const std::string& FormPath() const { return fOptions.Form; }
 
   /// As ComponentNamed.
