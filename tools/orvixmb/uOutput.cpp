@@ -7,6 +7,7 @@
 
 #include "platform/loop/uLoop.h"
 #include "platform/rtl/uFormat.h"
+#include "platform/rtl/uNumText.h"
 #include "tools/display/uWatchedTable.h"
 
 namespace OrvixModBus {
@@ -17,6 +18,14 @@ using TTime = std::chrono::steady_clock::time_point;
 // Paths and mistakes of forms may hold bytes that are no UTF-8.
 std::string DumpJson(const nlohmann::ordered_json& json, int indent) {
   return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+// Empty when the text is a time between rounds.
+std::string SecondsError(const std::string& text) {
+  constexpr double kLeast = 0.01, kDay = 86400;
+  double seconds = 0;
+  if (TryStrToFloat(text, seconds) && seconds >= kLeast && seconds <= kDay) return {};
+  return Format("'%s' is no number of seconds from 0.01 to 86400", {text});
 }
 
 void WaitTill(TTime time) {
@@ -64,10 +73,9 @@ void AddOutputOptions(CLI::App& command, TOutputOptions& output) {
 }
 
 void AddWatchOptions(CLI::App& command, TWatchOptions& watch, const std::string& count) {
-  constexpr double kDay = 86400;
   auto* const seconds =
       command.add_option("--watch", watch.Seconds, "go on reading, so many seconds apart")
-          ->check(CLI::Range(0.01, kDay))
+          ->check(CLI::Validator(SecondsError, ""))
           ->type_name("SECONDS");
   command.add_option(count, watch.Count, "end after so many rounds")
       ->check(CLI::PositiveNumber)

@@ -72,7 +72,7 @@ void DecodeSigned(const Bytes& data, TRegValue& value) {
 void DecodeFloat(const Bytes& data, TRegValue& value) {
   static_assert(std::numeric_limits<float>::is_iec559);
   constexpr int kDigits = 7;
-  const double number{std::bit_cast<float>(TMBLib::ByteArToCardinal(data))};
+  const auto number = static_cast<double>(std::bit_cast<float>(TMBLib::ByteArToCardinal(data)));
   value.Srt = FloatToGeneral(number, kDigits);
   value.R = std::isfinite(number) ? number : TRegValue::kClearedReal;
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "platform/rtl/uFold.h"
 #include "tools/orvixmb/uCommands.h"
 #include "tools/orvixmb/uFormSession.h"
 #include "tools/orvixmb/uLetterReader.h"
@@ -52,7 +51,10 @@ std::vector<TPart> PartsOf(TFormSession& session, const TReadOptions& options) {
     clients.push_back(&session.ClientOf(*letter));
     parts.push_back({letter, std::move(regs)});
   }
-  if (!missing.empty()) throw EUsageError("There is no register '" + missing.front() + "'");
+  if (!missing.empty()) {
+    throw EUsageError(session.FormPath() + " has no register '" + missing.front() + "'" +
+                      (options.Letter.empty() ? "" : " in letter " + options.Letter));
+  }
   session.Open(clients);
   return parts;
 }
