@@ -22,8 +22,8 @@ std::vector<TRegisterRow> TLetterSession::Read() {
 
 TSnapshot TLetterSession::SnapshotOf(const std::vector<TRegisterRow>& rows) const {
   using namespace std::chrono;
-  return {fLetter.Name(), UtcText(floor<seconds>(system_clock::now())),
-          TFormSession::SourceOf(fClient), fClient.GetAdres(), SnapshotRegisters(rows)};
+  return {fLetter.Name(), UtcText(floor<seconds>(system_clock::now())), Source(),
+          fClient.GetAdres(), SnapshotRegisters(rows)};
 }
 
 TSnapshot SnapshotNamed(const std::string& path) {

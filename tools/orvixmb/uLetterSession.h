@@ -26,6 +26,8 @@ class TLetterSession {
 
   TMBLetter& Letter() { return fLetter; }
   void Open() { fSession.Open(fClient); }
+  /// As TFormSession::SourceOf, once the line is open.
+  std::string Source() const { return TFormSession::SourceOf(fClient); }
   /// All registers, which the device holds now.
   std::vector<TRegisterRow> Read();
   /// The rows without an error, read just now.
