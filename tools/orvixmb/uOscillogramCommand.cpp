@@ -4,6 +4,7 @@
 #include <cmath>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "platform/rtl/uFormat.h"
 #include "platform/rtl/uNumText.h"
@@ -37,18 +38,17 @@ struct TOscillogram {
 // The one that the user names, or else the only one that is as long as a description.
 TMaybeStructure InfoStructureOf(const TFormSession& session, const TOscillogramOptions& options,
                                 const TMBFunction41& function) {
-  const auto length = static_cast<std::size_t>(std::max(0, function.OscilInfoLength()));
-  if (!options.InfoStructure.empty()) {
-    return StructureNamed(session.Root(), session.FormPath(), options.InfoStructure,
+  const std::int32_t length = function.OscilInfoLength();
+  const auto named = [&](const std::string& name) {
+    return StructureNamed(session.Root(), session.FormPath(), name,
                           function.Name() + ".OscilInfoLength", length);
-  }
+  };
+  if (!options.InfoStructure.empty()) return named(options.InfoStructure);
   TStringDynArray names;
   for (const TRecordStructure& each : StructuresOf(session.Root())) {
-    if (length > 0 && each.Length() == length) names.push_back(each.Name());
+    if (std::cmp_equal(each.Length(), length)) names.push_back(each.Name());
   }
-  if (names.size() != 1) return {};
-  return StructureNamed(session.Root(), session.FormPath(), names.front(),
-                        function.Name() + ".OscilInfoLength", length);
+  return names.size() == 1 ? TMaybeStructure(named(names.front())) : std::nullopt;
 }
 
 bool TellsRecords(const TRecordStructure& structure) {

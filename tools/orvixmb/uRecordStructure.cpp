@@ -1,6 +1,7 @@
 #include "tools/orvixmb/uRecordStructure.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/rtl/uFormat.h"
 #include "platform/rtl/uNumText.h"
@@ -74,23 +75,27 @@ std::vector<TRecordStructure> StructuresOf(const TComponent& root) {
 }
 
 TRecordStructure StructureNamed(const TComponent& root, const std::string& form,
-                                const std::string& name, const std::string& what,
-                                std::size_t length) {
+                                const std::string& name) {
   const std::vector<TRecordStructure> all = StructuresOf(root);
   const auto found = std::ranges::find(all, name, &TRecordStructure::Name);
   if (found == all.end()) {
     throw EUsageError(form + " has no structure '" + name + "'; it has " + NamesOf(all));
   }
-  if (found->Length() != length) {
-    throw EUsageError(Format("%s: structure %s has %u bytes, but %s is %u",
-                             {form, name, found->Length(), what, length}));
-  }
   try {
-    found->ValuesOf(Bytes(length));
+    found->ValuesOf(Bytes(found->Length()));
   } catch (const Exception& error) {
     throw EUsageError(form + ": structure " + name + ": " + error.what());
   }
   return *found;
+}
+
+TRecordStructure StructureNamed(const TComponent& root, const std::string& form,
+                                const std::string& name, const std::string& what,
+                                std::int32_t length) {
+  TRecordStructure structure = StructureNamed(root, form, name);
+  if (std::cmp_equal(structure.Length(), length)) return structure;
+  throw EUsageError(Format("%s: structure %s has %u bytes, but %s is %d",
+                           {form, name, structure.Length(), what, length}));
 }
 
 }  // namespace OrvixModBus

@@ -2,6 +2,7 @@
 // uRecordStructure: the structures of a form's catalogues, and records cut by them.
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,11 +47,14 @@ class TRecordStructure {
 /// Those of all catalogues that root owns, in the order of their first fields.
 std::vector<TRecordStructure> StructuresOf(const TComponent& root);
 
-/// The structure of that name, by which records of length bytes can be cut. EUsageError for one
-/// that root, of that form, does not have, for another length, and for fields that can't be
-/// decoded. What says whose records these are: "Events.OneRecordLength".
+/// The structure of that name. EUsageError for one that root, of that form, does not have, and for
+/// fields that can't be decoded.
+TRecordStructure StructureNamed(const TComponent& root, const std::string& form,
+                                const std::string& name);
+/// The same; EUsageError also when records have another length, in bytes. What says whose records
+/// these are: "Events.OneRecordLength".
 TRecordStructure StructureNamed(const TComponent& root, const std::string& form,
                                 const std::string& name, const std::string& what,
-                                std::size_t length);
+                                std::int32_t length);
 
 }  // namespace OrvixModBus

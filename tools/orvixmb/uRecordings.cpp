@@ -83,7 +83,7 @@ TRecordLayout LayoutOf(const TFormSession& session, const TRecordingOptions& opt
   TRecordLayout layout{.Length = static_cast<std::size_t>(length), .Structure = {}};
   if (!options.Structure.empty()) {
     layout.Structure =
-        StructureNamed(session.Root(), session.FormPath(), options.Structure, what, layout.Length);
+        StructureNamed(session.Root(), session.FormPath(), options.Structure, what, length);
   }
   if (WantsCurves(options)) CheckCurves(session.FormPath(), layout.Structure);
   return layout;
