@@ -112,13 +112,15 @@ TEST_F(PollCommand, AsksOnceForNeighbours) {
   EXPECT_THAT(fLine.TakeRequests(), ElementsAre(Bytes{3, 0, 100, 0, 6}));
 }
 
-// The byte that the next page begins with is asked for, too, and nobody has it.
+// The request goes out as two, of which the device refuses the second one, for no bytes.
 TEST_F(PollCommand, TheLastByteOfAPageIsRead) {
   EXPECT_EQ(Poll({"--function", "0x43", "--start", "0x1FFFF", "--count", "1"}),
             (TToolRun{0,
                       "name          address  value  raw bytes  caption\n"
                       "Memory131071   131071  $0C    0C\n",
                       ""}));
+  EXPECT_THAT(fLine.TakeRequests(),
+              ElementsAre(Bytes{0x43, 0x01, 0xFF, 0xFF, 1}, Bytes{0x43, 0x01, 0xFF, 0xFF, 0}));
 }
 
 TEST_F(PollCommand, Json) {
