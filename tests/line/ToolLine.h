@@ -31,6 +31,7 @@ class TToolLine {
     return run;
   }
 
+  const std::string& Port() const { return fTerminal.Path(); }
   TTempFolder& Folder() { return fFolder; }
 
   /// Changes the devices while no request is served.

@@ -32,17 +32,6 @@ bool IsComplete(const TMBLetter& letter) {
   return letter.ChekAllRegsResive() && letter.Client()->CountPendingTransactions() == 0;
 }
 
-// A register whose type does not fit its bytes has the loop throw, and all others are read. Its
-// row tells of it.
-void WaitForAll(const TMBLetter& letter) {
-  TFirstError undecoded;
-  while (!IsComplete(letter)) {
-    const int pending = letter.Client()->CountPendingTransactions();
-    undecoded.Run([&] { WaitUntil(*letter.Client(), [&letter] { return IsComplete(letter); }); });
-    if (letter.Client()->CountPendingTransactions() == pending) undecoded.Raise();
-  }
-}
-
 std::string DecodingError(TMBReg& reg) {
   try {
     reg.DataToValue();
@@ -54,6 +43,15 @@ std::string DecodingError(TMBReg& reg) {
 
 }  // namespace
 
+void WaitForLetter(const TMBLetter& letter) {
+  TFirstError undecoded;
+  while (!IsComplete(letter)) {
+    const int pending = letter.Client()->CountPendingTransactions();
+    undecoded.Run([&] { WaitUntil(*letter.Client(), [&letter] { return IsComplete(letter); }); });
+    if (letter.Client()->CountPendingTransactions() == pending) undecoded.Raise();
+  }
+}
+
 std::vector<TRegisterRow> ReadRegisters(TMBLetter& letter, const TMBRegList& regs) {
   TAskedRequests asked(*letter.Client());
   const TAnsweredRegs answered(letter);
@@ -61,7 +59,7 @@ std::vector<TRegisterRow> ReadRegisters(TMBLetter& letter, const TMBRegList& reg
   letter.ReadRegs(list, [&asked](const TMBReg& group) {
     asked.Ask(group.MBFuncRead(), group.Adress(), group.GetRegsCount());
   });
-  WaitForAll(letter);
+  WaitForLetter(letter);
   const auto errorOf = [&](TMBReg& reg) {
     if (answered.Holds(reg)) return DecodingError(reg);
     const std::string error = asked.ErrorOf(reg.MBFuncRead(), reg.Adress());

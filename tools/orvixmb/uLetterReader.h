@@ -12,4 +12,8 @@ namespace OrvixModBus {
 /// each, in the order given; one that did not answer has the reason as its error.
 std::vector<TRegisterRow> ReadRegisters(TMBLetter& letter, const TMBRegList& regs);
 
+/// Waits for the end of all that letter has asked. A register whose type does not fit its bytes has
+/// the loop throw: all others are answered, too, and reading tells of it.
+void WaitForLetter(const TMBLetter& letter);
+
 }  // namespace OrvixModBus

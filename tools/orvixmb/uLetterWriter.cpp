@@ -7,7 +7,6 @@
 #include "platform/rtl/uFormat.h"
 #include "tools/display/uShownText.h"
 #include "tools/orvixmb/uAskedRequests.h"
-#include "tools/orvixmb/uFormSession.h"
 #include "tools/orvixmb/uLetterReader.h"
 
 namespace OrvixModBus {
@@ -125,12 +124,11 @@ std::string WriteObstacle(const TMBReg& reg) {
 }
 
 TWritten WriteRegisters(TMBLetter& letter, TWrites writes) {
-  const TMBClient& client = *letter.Client();
   TStringDynArray errors;
   {
     TAskedRequests asked(*letter.Client());
     Send(letter, writes, asked);
-    WaitUntil(client, [&client] { return client.CountPendingTransactions() == 0; });
+    WaitForLetter(letter);
     for (const TRegWrite& write : writes) errors.push_back(WriteError(*write.Reg, asked));
   }
   TWritten written{ReadBack(letter, writes), {}};
