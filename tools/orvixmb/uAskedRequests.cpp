@@ -40,7 +40,7 @@ void TAskedRequests::Ended(TModbusTransaction& transaction) {
 
 void TAskedRequests::NoteFailure(const TModbusTransaction& transaction) {
   const std::string failure = FailureText(transaction.ServerReply(), transaction.ExceptionCode());
-  if (fFirstFailure.empty()) fFirstFailure = failure;
+  fLastFailure = failure;
   const auto* const info = dynamic_cast<const TLetterOwnerInfo*>(transaction.UserData());
   if (info == nullptr) return;
   const auto [first, last] = fAsked.equal_range({transaction.Command(), info->StartAdres});

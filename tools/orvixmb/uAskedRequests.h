@@ -25,8 +25,9 @@ class TAskedRequests : public TObject {
   /// Empty when a request that holds this address has not failed, else why: "no answer". Requests
   /// may overlap. None at all is "its function code 7 is not read".
   std::string ErrorOf(std::uint8_t func, std::uint32_t adress) const;
-  /// Of all that the client sends, asked here or not: why the first that failed did. Empty = none.
-  const std::string& FirstFailure() const { return fFirstFailure; }
+  /// Of all that the client sends, asked here or not: why the last that failed did. Empty = none. A
+  /// failed read of file records ends after those queued behind it, which it discards.
+  const std::string& LastFailure() const { return fLastFailure; }
 
  private:
   using TPlace = std::pair<std::uint8_t, std::uint32_t>;  // function code, first address
@@ -42,7 +43,7 @@ class TAskedRequests : public TObject {
   TEvent<void(TModbusTransaction&)> fEnded;  // the client's own
   std::multimap<TPlace, TAsked> fAsked;
   std::uint64_t fLongest = 0;  // addresses of one request
-  std::string fFirstFailure;
+  std::string fLastFailure;
 };
 
 /// "exception 2: illegal data address", "no answer".

@@ -10,6 +10,8 @@ void AddCommands(CLI::App& app, TToolIo& io) {
   AddSaveCommand(app, io);
   AddDiffCommand(app, io);
   AddRestoreCommand(app, io);
+  AddFileCommand(app, io);
+  AddIdentityCommand(app, io);
   AddLogCommand(app, io);
   AddOscillogramCommand(app, io);
   AddSimulateCommand(app, io);

@@ -17,6 +17,8 @@ void AddWriteCommand(CLI::App& app, TToolIo& io);
 void AddSaveCommand(CLI::App& app, TToolIo& io);
 void AddDiffCommand(CLI::App& app, TToolIo& io);
 void AddRestoreCommand(CLI::App& app, TToolIo& io);
+void AddFileCommand(CLI::App& app, TToolIo& io);
+void AddIdentityCommand(CLI::App& app, TToolIo& io);
 void AddLogCommand(CLI::App& app, TToolIo& io);
 void AddOscillogramCommand(CLI::App& app, TToolIo& io);
 void AddSimulateCommand(CLI::App& app, TToolIo& io);

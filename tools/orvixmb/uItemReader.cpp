@@ -41,7 +41,7 @@ Bytes TItemReader::Ask(const std::array<std::uint8_t, 4>& data) {
   Request(kReply, data);
   WaitUntil(client, [&client] { return client.CountPendingTransactions() == 0; });
   if (fReply) return *fReply;
-  throw Exception(asked.FirstFailure().empty() ? "no answer" : asked.FirstFailure());
+  throw Exception(asked.LastFailure().empty() ? "no answer" : asked.LastFailure());
 }
 
 int TItemReader::Count() {
