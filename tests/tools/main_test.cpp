@@ -3,23 +3,17 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <chrono>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/rtl/uTextFile.h"
+#include "tests/support/Program.h"
 #include "tests/tools/uHexFrame.h"
-#include "tools/simulator/uOwnedHandle.h"
 #include "tools/simulator/uPseudoTerminal.h"
 
 namespace OrvixModBus {
@@ -27,24 +21,8 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr int kPatience = 10000;  // ms
-
 constexpr char kQuestion[] = "01 03 00 64 00 01 C5 D5";
 constexpr char kReply[] = "01 03 02 00 01 79 84";
-
-// What comes, until `enough` says so or nothing more comes.
-template <typename TEnough>
-std::string ReadUntil(THandle handle, const TEnough& enough) {
-  std::string text;
-  std::array<char, 4096> buffer{};
-  pollfd polled{handle, POLLIN, 0};
-  while (!enough(text) && poll(&polled, 1, kPatience) > 0) {
-    const auto count = read(handle, buffer.data(), buffer.size());
-    if (count <= 0) break;
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-  return text;
-}
 
 std::string Exchange(THandle handle, std::string_view request, std::size_t replySize) {
   const Bytes bytes = FromHex(request);
@@ -58,64 +36,11 @@ TOwnedHandle OpenPort(const std::string& path) {
   return {open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), path};
 }
 
-std::pair<THandle, THandle> MakePipe() {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) ThrowSystemError("No pipe");
-  return {ends[0], ends[1]};
-}
-
-// The program, run with these arguments; killed when it is still there at the end.
-class TProgram {
+// The program, run with these arguments.
+class TSimulatorProgram : public TProgram {
  public:
-  explicit TProgram(std::vector<std::string> arguments) : TProgram(MakePipe(), arguments) {}
-  TProgram(const TProgram&) = delete;
-  TProgram& operator=(const TProgram&) = delete;
-  ~TProgram() {
-    if (fId > 0) End(SIGKILL);
-  }
-
-  // The next line of what it prints, without its end.
-  std::string Line() {
-    const auto whole = [](const std::string& text) { return text.find('\n') != text.npos; };
-    if (!whole(fPrinted)) {
-      fPrinted += ReadUntil(fOutput.Get(), whole);
-    }
-    const auto end = std::min(fPrinted.find('\n'), fPrinted.size());
-    const std::string line = fPrinted.substr(0, end);
-    fPrinted.erase(0, end + 1);
-    return line;
-  }
-  // All that it prints until it ends.
-  std::string Rest() {
-    return fPrinted + ReadUntil(fOutput.Get(), [](const std::string&) { return false; });
-  }
-  // Sends a signal, 0 for none, and returns the exit status, -1 when it was killed by the signal.
-  int End(int signal) {
-    int status = 0;
-    kill(fId, signal);
-    waitpid(std::exchange(fId, 0), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  TProgram(std::pair<THandle, THandle> pipe, std::vector<std::string>& arguments)
-      : fOutput(pipe.first, "pipe") {
-    const TOwnedHandle writeEnd(pipe.second, "pipe");
-    arguments.insert(arguments.begin(), ORVIX_SIMULATOR);
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, writeEnd.Get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, writeEnd.Get(), STDERR_FILENO);
-    EXPECT_EQ(posix_spawn(&fId, ORVIX_SIMULATOR, &actions, nullptr, pointers.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-  }
-
-  TOwnedHandle fOutput;
-  std::string fPrinted;
-  pid_t fId = 0;
+  explicit TSimulatorProgram(const std::vector<std::string>& arguments)
+      : TProgram(ORVIX_SIMULATOR, arguments) {}
 };
 
 std::string TempPath(const std::string& name) {
@@ -123,14 +48,14 @@ std::string TempPath(const std::string& name) {
 }
 
 TEST(Program, ServesThePseudoTerminalThatItNames) {
-  TProgram program({});
+  TSimulatorProgram program({});
   const TOwnedHandle port = OpenPort(program.Line());
   EXPECT_EQ(Exchange(port.Get(), kQuestion, 7), kReply);
   EXPECT_EQ(program.End(SIGTERM), 0);
 }
 
 TEST(Program, HasLogsAndOscillogramsToTry) {
-  TProgram program({});
+  TSimulatorProgram program({});
   const TOwnedHandle port = OpenPort(program.Line());
   const std::pair<const char*, std::string> exchanges[] = {
       {"01 20 00 00 00 00 80 0D", "01 20 04 B0 00 F0 80 9E"},
@@ -147,7 +72,7 @@ TEST(Program, HasLogsAndOscillogramsToTry) {
 }
 
 TEST(Program, EndsByTheInterruptKeyToo) {
-  TProgram program({});
+  TSimulatorProgram program({});
   program.Line();
   EXPECT_EQ(program.End(SIGINT), 0);
 }
@@ -155,7 +80,7 @@ TEST(Program, EndsByTheInterruptKeyToo) {
 TEST(Program, ServesTheDevicesOfAFile) {
   const std::string file = TempPath("devices.json");
   WriteWholeFile(file, R"({"servers": [{"address": 17, "holding": {"0x6B": [555]}}]})");
-  TProgram program({file});
+  TSimulatorProgram program({file});
   const TOwnedHandle port = OpenPort(program.Line());
   EXPECT_EQ(Exchange(port.Get(), "11 03 00 6B 00 01 F7 46", 7), "11 03 02 02 2B 38 F8");
   std::filesystem::remove(file);
@@ -164,7 +89,7 @@ TEST(Program, ServesTheDevicesOfAFile) {
 TEST(Program, LinkIsThereAsLongAsTheProgram) {
   const std::string link = TempPath("link");
   std::filesystem::create_symlink("/nowhere", link);  // as a killed one leaves it
-  TProgram program({"--link", link});
+  TSimulatorProgram program({"--link", link});
   const std::string path = program.Line();
   EXPECT_EQ(std::filesystem::read_symlink(link), path);
   {
@@ -177,7 +102,7 @@ TEST(Program, LinkIsThereAsLongAsTheProgram) {
 
 TEST(Program, LeavesAloneALinkThatIsAnothersNow) {
   const std::string link = TempPath("link");
-  TProgram program({"--link", link});
+  TSimulatorProgram program({"--link", link});
   program.Line();
   std::filesystem::remove(link);
   std::filesystem::create_symlink("/nowhere", link);
@@ -189,7 +114,7 @@ TEST(Program, LeavesAloneALinkThatIsAnothersNow) {
 TEST(Program, DoesNotReplaceAFileByALink) {
   const std::string file = TempPath("file");
   WriteWholeFile(file, "precious");
-  TProgram program({"--link", file});
+  TSimulatorProgram program({"--link", file});
   EXPECT_THAT(program.Rest(), HasSubstr("File exists"));
   EXPECT_EQ(program.End(0), 1);
   EXPECT_EQ(ReadWholeFile(file), "precious");
@@ -197,7 +122,7 @@ TEST(Program, DoesNotReplaceAFileByALink) {
 }
 
 TEST(Program, TracesFramesWithTheirDirection) {
-  TProgram program({"--trace"});
+  TSimulatorProgram program({"--trace"});
   const TOwnedHandle port = OpenPort(program.Line());
   Exchange(port.Get(), kQuestion, 7);
   EXPECT_EQ(program.Line(), std::string("> ") + kQuestion);
@@ -206,14 +131,14 @@ TEST(Program, TracesFramesWithTheirDirection) {
 
 TEST(Program, ServesAPort) {
   const TPseudoTerminal cable;
-  TProgram program({"--port", cable.Path(), "--parity", "none", "--baud", "115200"});
+  TSimulatorProgram program({"--port", cable.Path(), "--parity", "none", "--baud", "115200"});
   EXPECT_EQ(program.Line(), cable.Path());
   EXPECT_EQ(Exchange(cable.Handle(), kQuestion, 7), kReply);
   EXPECT_EQ(program.End(SIGTERM), 0);
 }
 
 TEST(Program, PacedReplyTakesItsTime) {
-  TProgram program({"--pace", "--baud", "1100", "--turnaround", "20"});
+  TSimulatorProgram program({"--pace", "--baud", "1100", "--turnaround", "20"});
   const TOwnedHandle port = OpenPort(program.Line());
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(Exchange(port.Get(), kQuestion, 7), kReply);
@@ -223,14 +148,14 @@ TEST(Program, PacedReplyTakesItsTime) {
 TEST(Program, TellsWhatIsWrongWithAFile) {
   const std::string file = TempPath("broken.json");
   WriteWholeFile(file, R"({"servers": [{}]})");
-  TProgram program({file});
+  TSimulatorProgram program({file});
   EXPECT_EQ(program.Rest(), "orvixsim: " + file + ":/servers/0 lacks \"address\"\n");
   EXPECT_EQ(program.End(0), 1);
   std::filesystem::remove(file);
 }
 
 TEST(Program, TellsThatAPortIsNotThere) {
-  TProgram program({"--port", "/nowhere/port"});
+  TSimulatorProgram program({"--port", "/nowhere/port"});
   EXPECT_EQ(program.Rest(), "orvixsim: Port /nowhere/port: No such file or directory\n");
   EXPECT_EQ(program.End(0), 1);
 }
@@ -245,14 +170,14 @@ TEST(Program, RefusesOptionsThatDoNotGoTogether) {
                                                {"--turnaround", "-1"},
                                                {"--fast"}};
   for (const auto& mistake : mistakes) {
-    TProgram program(mistake);
+    TSimulatorProgram program(mistake);
     EXPECT_THAT(program.Rest(), HasSubstr("Run with --help"));
     EXPECT_GT(program.End(0), 1) << testing::PrintToString(mistake);
   }
 }
 
 TEST(Program, HelpShowsTheFormOfTheFile) {
-  TProgram program({"--help"});
+  TSimulatorProgram program({"--help"});
   EXPECT_THAT(program.Rest(), HasSubstr("\"formula\": \"sine\""));
   EXPECT_EQ(program.End(0), 0);
 }

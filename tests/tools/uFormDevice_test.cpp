@@ -111,6 +111,33 @@ TEST_F(FormDevice, ClientsHaveDevicesOfTheirOwnUnlessTheyShareAnAddress) {
   EXPECT_EQ(fSimulator.Device(1).Identity->Text, "First");
 }
 
+TEST_F(FormDevice, ADescriptionTellsHowManyRecordsThereAre) {
+  TMBTypeInfo types(&fRoot);
+  TMBRegTypeNumber& word = *types.TypeNumbers().Add();
+  word.SetName("Word");
+  word.SetMaxValue(65535);
+  word.SetIntPart(2);
+  word.SetMultiplier(1);
+  for (const std::int16_t offset : std::initializer_list<std::int16_t>{0, 2}) {
+    TMBRegTypeStructure& field = *types.TypeStructurs().Add();
+    field.SetStructurName("Info");
+    field.SetName(offset == 0 ? "Before" : "Records");
+    field.SetRegType(TRegType::rtNum);
+    field.SetRegTypeName("Word");
+    field.SetOffset(offset);
+    field.SetSize(2);
+  }
+  TMBFunction41& function = AddFunction<TMBFunction41>("Captures", &AddClient("C", 1));
+  function.SetOscilInfoLength(4);
+  function.SetOscilDataLength(8);
+  EXPECT_THAT(FormDevices(fRoot, fSimulator), IsEmpty());
+  for (const auto& [number, oscillogram] : fSimulator.Device(1).Oscillograms) {
+    ASSERT_EQ(oscillogram.Info.size(), 4U);
+    EXPECT_EQ(TMBLib::ToByteToWord(oscillogram.Info[2], oscillogram.Info[3]),
+              oscillogram.Records.size());
+  }
+}
+
 TEST_F(FormDevice, AddressesAreThoseOnTheWire) {
   TMBLetter& letter = AddLetter("L", &AddClient("C", 1));
   AddReg(letter, 0x03, 0, 0x1'0005);

@@ -192,6 +192,22 @@ TEST(FormValues, WhatIsNotDescribedIsASmallNumber) {
   }
 }
 
+TEST(FormValues, ANumberMayBeSaid) {
+  TMBTypeInfo types;
+  TMBRegTypeNumber& number = *types.TypeNumbers().Add();
+  number.SetName("Tenths");
+  number.SetMaxValue(9999);
+  number.SetIntPart(2);
+  number.SetMultiplier(0.1);
+  TFormValues values(&types);
+  const auto source = [&](double real) {
+    return values.Value({.Type = rtNum, .TypeName = "Tenths", .Size = 2, .Real = real});
+  };
+  EXPECT_EQ(source(12.3)(0), (Bytes{0x00, 0x7B}));
+  EXPECT_EQ(source(12.3)(77), (Bytes{0x00, 0x7B}));
+  EXPECT_EQ(source(5000)(0), (Bytes{0x27, 0x0F})) << "the greatest that the description allows";
+}
+
 TEST(FormValues, TheCatalogueMayGo) {
   auto types = std::make_unique<TMBTypeInfo>();
   types->TypeLists().Add()->SetName("Mode");

@@ -1,7 +1,6 @@
 // The subcommand simulate: the other end of a form's lines.
 
 #include <chrono>
-#include <cmath>
 #include <memory>
 
 #include "platform/rtl/uNumText.h"
@@ -17,9 +16,9 @@ namespace {
 
 struct TSimulateOptions {
   std::string Form, Link, Port;
-  std::uint32_t BaudRate = 0;  // 0 = not given
-  std::string Parity;          // empty = not given
-  double Turnaround = 0;       // ms
+  std::uint32_t BaudRate = 0;    // 0 = not given
+  std::string Parity;            // empty = not given
+  std::uint32_t Turnaround = 0;  // ms
   bool Journal = false, Trace = false;
 };
 
@@ -44,7 +43,7 @@ TPortSettings PortOf(const TSimulateOptions& options, const TComponent& root) {
 TSimulatorLineSettings LineOf(const TSimulateOptions& options) {
   TSimulatorLineSettings line;
   if (options.Port.empty()) line.BaudRate = options.BaudRate;
-  line.Turnaround = std::chrono::nanoseconds(std::llround(options.Turnaround * 1e6));
+  line.Turnaround = std::chrono::milliseconds(options.Turnaround);
   return line;
 }
 
@@ -118,7 +117,7 @@ void AddSimulateCommand(CLI::App& app, TToolIo& io) {
   command
       .add_option("--turnaround", options->Turnaround,
                   "milliseconds from the end of a request to its reply")
-      ->check(CLI::Range(0.0, 60'000.0))
+      ->check(CLI::Range(0, 60'000))
       ->type_name("MS");
   command.add_flag("--journal", options->Journal, "print in words what is asked and answered");
   AddTraceOption(command, options->Trace);
