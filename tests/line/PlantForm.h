@@ -26,6 +26,12 @@ inline constexpr char kPlantForm[] = R"(object Plant: TDataModule
     Connection = Connection
     Adres = 18
   end
+  object Emulator: TMBConnection
+    ConnectionType = mbEmul
+  end
+  object Emulated: TMBClient
+    Connection = Emulator
+  end
   object Types: TMBTypeInfo
     TypeLists = <
       item
@@ -59,6 +65,55 @@ inline constexpr char kPlantForm[] = R"(object Plant: TDataModule
         Step = 0.1
         Multiplier = 0.1
         DisplayFormat = '%.1f'
+      end
+      item
+        Name = 'Wide'
+        RegType = rtNum
+        MaxValue = 1000000
+        IntPart = 4
+        Multiplier = 1
+      end>
+    TypeStructurs = <
+      item
+        Name = 'Who'
+        RegType = rtStr
+        StructurName = 'Service'
+        Size = 2
+      end
+      item
+        Name = 'Hours'
+        RegType = rtNum
+        StructurName = 'Service'
+        RegTypeName = 'Tenths'
+        Offset = 2
+        Size = 2
+        Caption = 'h'
+      end
+      item
+        Name = 'Alarms'
+        RegType = rtBin
+        StructurName = 'Service'
+        RegTypeName = 'Alarms'
+        Offset = 4
+        Size = 1
+      end
+      item
+        Name = 'All'
+        RegType = rtStr
+        StructurName = 'Huge'
+        Size = 250
+      end
+      item
+        Name = 'Nothing'
+        RegType = rtStr
+        StructurName = 'Empty'
+      end
+      item
+        Name = 'Short'
+        RegType = rtNum
+        StructurName = 'Bad'
+        RegTypeName = 'Wide'
+        Size = 2
       end>
   end
   object Settings: TMBLetter
@@ -164,6 +219,16 @@ inline constexpr char kPlantForm[] = R"(object Plant: TDataModule
         MBFuncWrite = 6
         BytesInOneReg = 2
         Count = 1
+      end
+      item
+        Name = 'Short'
+        Adress = 2
+        MBFuncWrite = 6
+        BytesInOneReg = 2
+        Count = 1
+        RegType = rtNum
+        RegTypeName = 'Wide'
+        TypeInfo = Types
       end
       item
         Name = 'Long'

@@ -179,6 +179,16 @@ TEST_F(WriteCommand, ARegisterOfABitNameIsFoundByItsWholeName) {
             "orvixmb: Letter Odd has no register 'Status'\n");
 }
 
+TEST_F(WriteCommand, BytesThatTheTypeCannotDecodeAreWrittenAndTold) {
+  fLine.Change([](TSimulator& simulator) { simulator.Device(kPlantAdres).Holding.Set(2, {0}); });
+  EXPECT_EQ(fLine.Run({"write", "FORM", "--port", "PORT", "--letter", "Odd", "Short=$0102"}),
+            (TToolRun{1,
+                      "name   address  value                            raw bytes  caption\n"
+                      "Short        2  Length of data byte array error\n",
+                      "orvixmb: Short could not be read back: Length of data byte array error\n"}));
+  EXPECT_EQ(fLine.TakeRequests().front(), (Bytes{0x06, 0, 2, 1, 2}));
+}
+
 TEST_F(WriteCommand, ADeviceThatIsNotThereIsAFailureOfTheLine) {
   EXPECT_EQ(fLine.Run({"write", "FORM", "--port", "PORT", "--letter", "Far", "X=$0001"}),
             (TToolRun{1,

@@ -1,16 +1,14 @@
 // The subcommand identity: what a device says that it is.
 
-#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "platform/rtl/uNumText.h"
-#include "platform/rtl/uText.h"
 #include "tools/display/uShownText.h"
 #include "tools/orvixmb/uAskedRequests.h"
 #include "tools/orvixmb/uCommands.h"
 #include "tools/orvixmb/uFormSession.h"
+#include "tools/orvixmb/uIdentity.h"
 #include "tools/orvixmb/uOutput.h"
 
 namespace OrvixModBus {
@@ -53,23 +51,6 @@ class TIdentityReader : public TObject {
   TMBClient& fClient;
   Bytes fData;
 };
-
-/// A server ID, FF while the device runs or 00, then what the device likes, mostly a text (Modbus
-/// Application Protocol V1.1b3, 6.13). The ID has no length; here it ends with the first 00 or FF.
-/// A device that sends neither sends a text.
-struct TIdentity {
-  Bytes Id;
-  std::optional<bool> Running;
-  std::string Text;
-};
-
-TIdentity IdentityOf(const Bytes& data) {
-  const auto isSign = [](std::uint8_t byte) { return byte == 0x00 || byte == 0xFF; };
-  const auto sign = std::find_if(data.begin() + (data.empty() ? 0 : 1), data.end(), isSign);
-  if (sign == data.end()) return {{}, std::nullopt, Trim(TMBLib::ByteArToStr(data, 0))};
-  const Bytes rest(sign + 1, data.end());
-  return {{data.begin(), sign}, *sign == 0xFF, Trim(TMBLib::ByteArToStr(rest, 0))};
-}
 
 TTextTable TableOf(const TMBClient& client, const TIdentity& identity, const Bytes& data) {
   const std::string running = !identity.Running ? "" : *identity.Running ? "yes" : "no";

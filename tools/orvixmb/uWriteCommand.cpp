@@ -72,7 +72,8 @@ void AddWriteCommand(CLI::App& app, TToolIo& io) {
       app, "write",
       "Write registers of a letter, then read them back and show them. All values are checked "
       "before anything is sent.\nA value is a number of the register's unit, a name or a code of "
-      "its list, texts of bits with commas between them, or a text; $0102 stands for bytes.",
+      "its list, texts of bits with commas between them, or a text; $0102 (in quotes, for the "
+      "shell) stands for bytes.",
       "orvixmb write boiler.form --letter Settings SetPoint=62.5 TankSetPoint=55",
       [options, &io] { RunWrite(*options, io); });
   AddLetterOptions(command, options->Letter);
