@@ -8,7 +8,7 @@
 #include "platform/modbus/uReplyLength.h"
 #include "platform/modbus/uRtuFrame.h"
 #include "platform/rtl/uFormat.h"
-#include "platform/rtl/uNumText.h"
+#include "tools/display/uShownText.h"
 
 namespace OrvixModBus {
 namespace {
@@ -45,10 +45,11 @@ std::string Counted(std::size_t count, std::string_view one) {
 }
 
 std::string Digits(TByteView bytes, std::size_t group) {
+  const TByteView shown = bytes.first(std::min(bytes.size(), kShownBytes));
   std::string text;
-  for (std::size_t i = 0; i < std::min(bytes.size(), kShownBytes); ++i) {
-    if (i > 0 && i % group == 0) text += ' ';
-    text += IntToHex(bytes[i], 2);
+  for (std::size_t i = 0; i < shown.size(); i += group) {
+    if (i > 0) text += ' ';
+    text += HexText(shown.subspan(i, std::min(group, shown.size() - i)), "");
   }
   return bytes.size() > kShownBytes ? text + kMore : text;
 }
@@ -316,9 +317,9 @@ std::string ReplyMeaning(TByteView frame, TByteView request) {
 std::string TFrameTrace::Line(TTraceDirection direction, TByteView frame, TTime time) {
   constexpr std::string_view kSigns[] = {">", "<", "?"};
   const double seconds = std::chrono::duration<double>(time - fStart).count();
-  std::string line = Format("%9.3f %s", {seconds, kSigns[static_cast<std::size_t>(direction)]});
-  for (const std::uint8_t byte : frame) line += " " + IntToHex(byte, 2);
-  return line + "  " + Meaning(direction, frame);
+  const std::string line =
+      Format("%9.3f %s", {seconds, kSigns[static_cast<std::size_t>(direction)]});
+  return line + " " + HexText(frame) + "  " + Meaning(direction, frame);
 }
 
 std::string TFrameTrace::Meaning(TTraceDirection direction, TByteView frame) {
