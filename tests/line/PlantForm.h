@@ -268,6 +268,16 @@ inline constexpr char kPlantForm[] = R"(object Plant: TDataModule
         Count = 1
       end>
   end
+  object Shadow: TMBLetter
+    Client = Emulated
+    Regs = <
+      item
+        Name = 'X'
+        MBFuncWrite = 6
+        BytesInOneReg = 2
+        Count = 1
+      end>
+  end
   object Lost: TMBLetter
   end
 end

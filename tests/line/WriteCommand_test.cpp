@@ -159,7 +159,7 @@ TEST_F(WriteCommand, RegistersThatNoWriteFitsAreRefused) {
       {"Odd", "Strange=$0001", "Strange=$0001: Strange has write function 7, which writes nothing"},
       {"Odd", "Empty=$", "Empty=$: Empty has no bytes"},
       {"Lost", "X=1", "FORM: letter Lost has no client"},
-      {"None", "X=1", "FORM has no letter 'None'; it has Settings, Odd, Far, Lost"},
+      {"None", "X=1", "FORM has no letter 'None'; it has Settings, Odd, Far, Shadow, Lost"},
   };
   for (const auto& row : kRows) {
     EXPECT_EQ(fLine.Run({"write", "FORM", "--port", "PORT", "--letter", row.Letter, row.Value}),
@@ -187,6 +187,14 @@ TEST_F(WriteCommand, BytesThatTheTypeCannotDecodeAreWrittenAndTold) {
                       "Short        2  Length of data byte array error\n",
                       "orvixmb: Short could not be read back: Length of data byte array error\n"}));
   EXPECT_EQ(fLine.TakeRequests().front(), (Bytes{0x06, 0, 2, 1, 2}));
+}
+
+TEST_F(WriteCommand, AnEmulatedDeviceKeepsNothing) {
+  EXPECT_EQ(fLine.Run({"write", "FORM", "--letter", "Shadow", "X=$0102"}),
+            (TToolRun{1,
+                      "name  address  value       raw bytes  caption\n"
+                      "X           1  (no value)  00 00\n",
+                      "orvixmb: X holds 00 00, not the 01 02 that was written\n"}));
 }
 
 TEST_F(WriteCommand, ADeviceThatIsNotThereIsAFailureOfTheLine) {
