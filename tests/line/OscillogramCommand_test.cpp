@@ -118,11 +118,13 @@ TEST_F(OscillogramCommand, OneRecordIsReadToo) {
 }
 
 TEST_F(OscillogramCommand, WithoutAStructureTheDescriptionIsBytes) {
-  EXPECT_EQ(Oscillogram("Plain", {"--records", "1"}), (TToolRun{0,
-                                                                "Oscillogram 2: 54 72 69 70 00 03\n"
-                                                                "record  raw\n"
-                                                                "     1  00 01 FF FE\n",
-                                                                ""}));
+  EXPECT_EQ(Oscillogram("Plain", {"--records", "1"}).Out,
+            "Oscillogram 2: 54 72 69 70 00 03\nrecord  raw\n     1  00 01 FF FE\n");
+  // Three structures have the length of its descriptions.
+  EXPECT_EQ(Oscillogram("Unsure", {"--records", "1"}).Out,
+            "Oscillogram 2: 54 72 69 70\nrecord  raw\n     1  00 01 FF FE\n");
+  EXPECT_EQ(Oscillogram("Unsure", {"--records", "1", "--info-structure", "Wide"}).Out,
+            "Oscillogram 2: Text Trip\nrecord  raw\n     1  00 01 FF FE\n");
 }
 
 TEST_F(OscillogramCommand, WhatHasComeIsShownWhenTheDeviceFails) {
@@ -170,7 +172,7 @@ TEST_F(OscillogramCommand, MistakesAreToldBeforeThePortIsOpened) {
     TWords Words;
     const char* Message;
   } mistakes[] = {
-      {{"Events"}, "FORM has no oscillogram 'Events'; it has Captures, Plain"},
+      {{"Events"}, "FORM has no oscillogram 'Events'; it has Captures, Unsure, Plain"},
       {{"Plain"}, kNoCount},
       {{"Plain", "--info-structure", "Info", "--records", "2"},
        "FORM: structure Info has 6 bytes, but Plain.OscilInfoLength is -1"},

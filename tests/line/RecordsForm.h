@@ -184,6 +184,11 @@ inline constexpr char kRecordsForm[] = R"(object Plant: TDataModule
     OscilInfoLength = 6
     OscilDataLength = 4
   end
+  object Unsure: TMBFunction41
+    MBClient = Controller
+    OscilInfoLength = 4
+    OscilDataLength = 4
+  end
   object Plain: TMBFunction41
     MBClient = Controller
     OscilInfoLength = -1

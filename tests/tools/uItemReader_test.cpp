@@ -89,5 +89,16 @@ TEST_F(RecordReading, AsksNothingOfAnEmptyRange) {
   EXPECT_THAT(fAsked, IsEmpty());
 }
 
+TEST(OscillogramRecords, AreThoseOfTheRequest) {
+  EXPECT_EQ(OscillogramRecords({0, 2, 0x01, 0x75, 0xAA, 0xBB}, 2, 0x175), (Bytes{0xAA, 0xBB}));
+  EXPECT_EQ(OscillogramRecords({9, 2, 0x01, 0x75}, 2, 0x175), Bytes());
+  const Bytes others[] = {
+      {0, 3, 0x01, 0x75, 0xAA}, {0, 2, 0x00, 0x75, 0xAA}, {0, 2, 0x01, 0x74, 0xAA}, {0, 2, 1}, {}};
+  for (const Bytes& other : others) {
+    EXPECT_THAT([&] { OscillogramRecords(other, 2, 0x175); },
+                testing::ThrowsMessage<Exception>("an answer to something else"));
+  }
+}
+
 }  // namespace
 }  // namespace OrvixModBus

@@ -52,6 +52,14 @@ int TItemReader::Count() {
   return TMBLib::ToByteToWord(reply[2], reply[3]);  // the first word tells how many ever were
 }
 
+Bytes OscillogramRecords(const Bytes& reply, std::uint8_t oscillogram, std::uint16_t first) {
+  constexpr std::size_t kHead = 4;  // 0, oscillogram, first record: word
+  const bool fits = reply.size() >= kHead && reply[1] == oscillogram &&
+                    TMBLib::ToByteToWord(reply[2], reply[3]) == first;
+  if (!fits) throw Exception("an answer to something else");
+  return ToBytes(TByteView(reply).subspan(kHead));
+}
+
 TRecording ReadRecords(const TRecordRange& range,
                        const std::function<void(std::size_t)>& progress) {
   const int most = TMBItemFunction::kMaxItemBytes / static_cast<int>(range.Length);

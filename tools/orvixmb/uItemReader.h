@@ -36,6 +36,10 @@ class TItemReader : public TMBCustomFunction {
   std::optional<Bytes> fReply;
 };
 
+/// The records of a reply of $41 to a request for those from first on of one oscillogram; Exception
+/// for what answers another request.
+Bytes OscillogramRecords(const Bytes& reply, std::uint8_t oscillogram, std::uint16_t first);
+
 /// Records of one length, numbered from First on.
 struct TRecording {
   int First = 1;
