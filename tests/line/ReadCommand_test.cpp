@@ -226,9 +226,9 @@ TEST_F(ReadCommand, WatchedRoundsStandBelowEachOtherAndTellWhatChanged) {
                       "  Flow      100  0.1       00 01      l/s\n"
                       "  Mode      101  on, slow  00 01\n"
                       "\n"
-                      "   name  address  value     raw bytes  caption\n"
-                      "*  Flow      100  0.2       00 02      l/s\n"
-                      "   Mode      101  on, slow  00 01\n",
+                      "  name  address  value     raw bytes  caption\n"
+                      "* Flow      100  0.2       00 02      l/s\n"
+                      "  Mode      101  on, slow  00 01\n",
                       ""}));
 }
 

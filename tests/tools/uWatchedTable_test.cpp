@@ -18,9 +18,9 @@ TEST(WatchedTable, StandsBelowTheLastRoundWhereNobodyWatches) {
             "  b         2\n");
   EXPECT_EQ(table.Next(Values({{"a", "1"}, {"b", "3"}})),
             "\n"
-            "   name  value\n"
-            "   a         1\n"
-            "*  b         3\n");
+            "  name  value\n"
+            "  a         1\n"
+            "* b         3\n");
   EXPECT_EQ(table.Next(Values({{"a", "1"}, {"b", "3"}, {"c", "4"}})),  // a new row has no past
             "\n"
             "  name  value\n"

@@ -61,13 +61,13 @@ std::string TWatchedTable::InPlace(const TTextTable& table, std::size_t height) 
 }
 
 std::string TWatchedTable::Below(const TTextTable& table) const {
-  TTextTable marked = table;
-  marked.Columns.insert(marked.Columns.begin(), TTableColumn{});
-  for (std::size_t row = 0; row < table.Rows.size(); ++row) {
-    TStringDynArray& cells = marked.Rows[row];
-    cells.insert(cells.begin(), RowChanged(table, row) ? "*" : "");
+  const TStringDynArray lines = TableLines(table);  // the head and the rows
+  std::string text = fShown ? "\n" : "";
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const bool changed = i > 0 && RowChanged(table, i - 1);
+    text += (changed ? "* " : "  ") + lines[i] + "\n";
   }
-  return (fShown ? "\n" : "") + TableText(marked);
+  return text;
 }
 
 }  // namespace OrvixModBus

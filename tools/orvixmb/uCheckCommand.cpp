@@ -132,10 +132,13 @@ void RunCheck(const TCheckOptions& options, TToolIo& io) {
 void AddCheckCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TCheckOptions>();
   CLI::App& command = AddSubcommand(
-      app, "check",
-      "Report the mistakes of a form; without any, what would surprise and how its letters are "
-      "read. Opens no port.",
-      "orvixmb check boiler.form --letter Boiler", [options, &io] { RunCheck(*options, io); });
+      app,
+      {.Name = "check",
+       .Summary =
+           "Tell the mistakes of a form, what would surprise, and the requests of its letters",
+       .Details = "Surprises and requests are told of a form without mistakes. Opens no port.",
+       .Example = "orvixmb check boiler.form --letter Boiler"},
+      [options, &io] { RunCheck(*options, io); });
   AddFormOption(command, options->Form);
   command.add_option("--letter", options->Letter, "only the plan of this letter")
       ->type_name("NAME");

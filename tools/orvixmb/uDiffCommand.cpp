@@ -82,10 +82,11 @@ void RunDiff(const TDiffOptions& options, TToolIo& io) {
 void AddDiffCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TDiffOptions>();
   CLI::App& command = AddSubcommand(
-      app, "diff",
-      "Compare what the device holds of a letter with a snapshot, or with a second device. "
-      "Differences are no failure: the exit code is 0 unless --exit-code is given.",
-      "orvixmb diff boiler.form --letter Settings before.json",
+      app,
+      {.Name = "diff",
+       .Summary = "Compare a device with a snapshot, or with a second device",
+       .Details = "Differences are no failure: the exit code is 0 unless --exit-code is given.",
+       .Example = "orvixmb diff boiler.form --letter Settings before.json"},
       [options, &io] { RunDiff(*options, io); });
   AddLetterOptions(command, options->Letter);
   command.add_option("FILE", options->File, "a snapshot made by save");

@@ -119,13 +119,14 @@ void RunFile(const TFileOptions& options, TToolIo& io) {
 
 void AddFileCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TFileOptions>();
-  CLI::App& command =
-      AddSubcommand(app, "file",
-                    "Read records of a file ($14) that are structures of the form's types. When "
-                    "the line fails midway, those that have come are shown.",
-                    "orvixmb file boiler.form --client Controller --file 1 --structure Service "
-                    "--records 20",
-                    [options, &io] { RunFile(*options, io); });
+  CLI::App& command = AddSubcommand(
+      app,
+      {.Name = "file",
+       .Summary = "Read records of a file ($14) that are structures of the form's types",
+       .Details = "When the line fails midway, those that have come are shown.",
+       .Example = "orvixmb file boiler.form --client Controller --file 1 --structure Service "
+                  "--records 20"},
+      [options, &io] { RunFile(*options, io); });
   AddSessionOptions(command, options->Session);
   command.add_option("--client", options->Client, "the client of the device")
       ->type_name("NAME")

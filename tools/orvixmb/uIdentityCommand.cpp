@@ -86,8 +86,10 @@ void RunIdentity(const TIdentityOptions& options, TToolIo& io) {
 
 void AddIdentityCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TIdentityOptions>();
-  CLI::App& command = AddSubcommand(app, "identity", "Ask a device what it is ($11).",
-                                    "orvixmb identity boiler.form --client Controller",
+  CLI::App& command = AddSubcommand(app,
+                                    {.Name = "identity",
+                                     .Summary = "Ask a device what it is ($11)",
+                                     .Example = "orvixmb identity boiler.form --client Controller"},
                                     [options, &io] { RunIdentity(*options, io); });
   AddSessionOptions(command, options->Session);
   command.add_option("--client", options->Client, "the client of the device")

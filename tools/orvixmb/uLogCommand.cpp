@@ -75,12 +75,14 @@ void RunLog(const TLogOptions& options, TToolIo& io) {
 
 void AddLogCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TLogOptions>();
-  CLI::App& command = AddSubcommand(
-      app, "log",
-      "Read a log ($20, $24) and show its records. When the line fails midway, those that have "
-      "come are shown, and --from goes on behind them.",
-      "orvixmb log boiler.form Events --structure Event --csv",
-      [options, &io] { RunLog(*options, io); });
+  CLI::App& command =
+      AddSubcommand(app,
+                    {.Name = "log",
+                     .Summary = "Read a log ($20, $24) and show its records",
+                     .Details = "When the line fails midway, those that have come are shown, and "
+                                "--from goes on behind them.",
+                     .Example = "orvixmb log boiler.form Events --structure Event --csv"},
+                    [options, &io] { RunLog(*options, io); });
   AddRecordingOptions(command, options->Recording, "log");
   command.add_option("--from", options->From, "begin with this record; the first is 1")
       ->check(CLI::Range(1, kMostRecords))

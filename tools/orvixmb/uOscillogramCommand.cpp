@@ -109,15 +109,11 @@ class TOscillogramReader {
   }
 
   Bytes RecordsOf(std::uint8_t number, int first, int count) {
-    const auto item = static_cast<std::uint32_t>(first);
-    const std::uint8_t high = TMBLib::ByteFromCardinal(item, 1);
-    const std::uint8_t low = TMBLib::ByteFromCardinal(item, 0);
-    const Bytes head = {0, number, high, low};
-    const Bytes reply = fReader.Ask({static_cast<std::uint8_t>(count), number, high, low});
-    if (!std::ranges::equal(TByteView(reply).first(std::min(reply.size(), head.size())), head)) {
-      throw Exception("an answer to something else");
-    }
-    return {reply.begin() + std::ssize(head), reply.end()};
+    const auto item = static_cast<std::uint16_t>(first);
+    return OscillogramRecords(
+        fReader.Ask({static_cast<std::uint8_t>(count), number, TMBLib::ByteFromCardinal(item, 1),
+                     TMBLib::ByteFromCardinal(item, 0)}),
+        number, item);
   }
 
   const TMBFunction41& fFunction;
@@ -211,11 +207,13 @@ void RunOscillogram(const TOscillogramOptions& options, TToolIo& io) {
 void AddOscillogramCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TOscillogramOptions>();
   CLI::App& command = AddSubcommand(
-      app, "oscillogram",
-      "Read an oscillogram ($41): its description and its records. How many these are tells a "
-      "number Records in the structure of the description, unless --records does.",
-      "orvixmb oscillogram boiler.form Captures --structure Sample --interval 0.25 "
-      "--svg captures.svg",
+      app,
+      {.Name = "oscillogram",
+       .Summary = "Read an oscillogram ($41) and show its records",
+       .Details = "Its description is read first. A number Records in the structure of the "
+                  "description tells how many records there are, unless --records does.",
+       .Example = "orvixmb oscillogram boiler.form Captures --structure Sample --interval 0.25 "
+                  "--svg captures.svg"},
       [options, &io] { RunOscillogram(*options, io); });
   AddRecordingOptions(command, options->Recording, "oscillogram");
   command.add_option("--number", options->Number, "which one; the newest without this option")

@@ -257,12 +257,14 @@ void AddLineOptions(CLI::App& command, TPollOptions& options) {
 
 void AddPollCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TPollOptions>();
-  CLI::App& command = AddSubcommand(
-      app, "poll",
-      "Read registers of a device without a form. Numbers may be hexadecimal, as 0x10.",
-      "orvixmb poll --port /dev/ttyUSB0 --baud 19200 --address 17 --function 3 --start 100 "
-      "--count 6 --watch 1",
-      [options, &io] { RunPoll(*options, io); });
+  CLI::App& command =
+      AddSubcommand(app,
+                    {.Name = "poll",
+                     .Summary = "Read registers of a device without a form",
+                     .Details = "Numbers may be hexadecimal, as 0x10.",
+                     .Example = "orvixmb poll --port /dev/ttyUSB0 --baud 19200 --address 17 "
+                                "--function 3 --start 100 --count 6 --watch 1"},
+                    [options, &io] { RunPoll(*options, io); });
   AddDeviceOptions(command, *options);
   command
       .add_option("--type", options->Type,

@@ -20,11 +20,13 @@ void RunPorts(const TOutputOptions& output, TToolIo& io) {
 
 void AddPortsCommand(CLI::App& app, TToolIo& io) {
   const auto output = std::make_shared<TOutputOptions>();
-  CLI::App& command = AddSubcommand(
-      app, "ports",
-      "List the serial ports with what is known of them. A stable name serves best as the port of "
-      "a form: it stays when ports are plugged in another order.",
-      "orvixmb ports --json", [output, &io] { RunPorts(*output, io); });
+  CLI::App& command = AddSubcommand(app,
+                                    {.Name = "ports",
+                                     .Summary = "List the serial ports with what is known of them",
+                                     .Details = "A stable name serves best as the port of a form: "
+                                                "it stays when ports are plugged in another order.",
+                                     .Example = "orvixmb ports --json"},
+                                    [output, &io] { RunPorts(*output, io); });
   AddJsonOption(command, *output);
 }
 

@@ -74,10 +74,12 @@ void RunRead(const TReadOptions& options, TToolIo& io) {
 
 void AddReadCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TReadOptions>();
-  CLI::App& command =
-      AddSubcommand(app, "read", "Read the letters of a form and show their registers.",
-                    "orvixmb read boiler.form --letter Boiler --names FeedTemp,Mode --watch 1",
-                    [options, &io] { RunRead(*options, io); });
+  CLI::App& command = AddSubcommand(
+      app,
+      {.Name = "read",
+       .Summary = "Read the letters of a form and show their registers",
+       .Example = "orvixmb read boiler.form --letter Boiler --names FeedTemp,Mode --watch 1"},
+      [options, &io] { RunRead(*options, io); });
   AddSessionOptions(command, options->Session);
   command.add_option("--letter", options->Letter, "only this letter")->type_name("NAME");
   command.add_option("--names", options->Names, "only these registers, in this order")

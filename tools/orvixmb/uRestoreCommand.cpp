@@ -88,12 +88,13 @@ void RunRestore(const TRestoreOptions& options, TToolIo& io) {
 
 void AddRestoreCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TRestoreOptions>();
-  CLI::App& command = AddSubcommand(
-      app, "restore",
-      "Write a snapshot back into the device: shows what differs, asks, writes only that, and "
-      "reads it back.",
-      "orvixmb restore boiler.form --letter Settings before.json",
-      [options, &io] { RunRestore(*options, io); });
+  CLI::App& command =
+      AddSubcommand(app,
+                    {.Name = "restore",
+                     .Summary = "Write a snapshot back into the device",
+                     .Details = "Shows what differs, asks, writes only that, and reads it back.",
+                     .Example = "orvixmb restore boiler.form --letter Settings before.json"},
+                    [options, &io] { RunRestore(*options, io); });
   AddLetterOptions(command, options->Letter);
   command.add_option("FILE", options->File, "a snapshot made by save")->required();
   command.add_flag("--yes", options->Yes, "write without asking");

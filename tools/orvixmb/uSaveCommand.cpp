@@ -63,12 +63,13 @@ void RunSave(const TSaveOptions& options, TToolIo& io) {
 
 void AddSaveCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TSaveOptions>();
-  CLI::App& command = AddSubcommand(
-      app, "save",
-      "Save what the device holds of a letter as a snapshot, for diff and restore. Nothing is "
-      "saved when a register can't be read.",
-      "orvixmb save boiler.form --letter Settings before.json",
-      [options, &io] { RunSave(*options, io); });
+  CLI::App& command =
+      AddSubcommand(app,
+                    {.Name = "save",
+                     .Summary = "Save what a device holds as a snapshot, for diff and restore",
+                     .Details = "Nothing is saved when a register can't be read.",
+                     .Example = "orvixmb save boiler.form --letter Settings before.json"},
+                    [options, &io] { RunSave(*options, io); });
   AddLetterOptions(command, options->Letter);
   command.add_option("FILE", options->File, "the file, replaced if there is one")->required();
   command.add_flag("--partial", options->Partial, "save those registers that could be read");

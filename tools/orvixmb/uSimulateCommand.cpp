@@ -107,10 +107,13 @@ void AddOutletOptions(CLI::App& command, TSimulateOptions& options) {
 void AddSimulateCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TSimulateOptions>();
   CLI::App& command = AddSubcommand(
-      app, "simulate",
-      "Serve the other end of a form: devices that have its registers, logs, oscillograms and "
-      "files. Prints one line, the path to open, when it is ready; ends by Ctrl+C or SIGTERM.",
-      "orvixmb simulate boiler.form --link /tmp/boiler --journal",
+      app,
+      {.Name = "simulate",
+       .Summary = "Serve the other end of a form: its devices, simulated",
+       .Details =
+           "The devices have all registers, logs, oscillograms and files for which the form asks. "
+           "Prints one line, the path to open, when it is ready; ends by Ctrl+C or SIGTERM.",
+       .Example = "orvixmb simulate boiler.form --link /tmp/boiler --journal"},
       [options, &io] { RunSimulate(*options, io); });
   AddFormOption(command, options->Form);
   AddOutletOptions(command, *options);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/model/uFormScanner.h"
+#include "platform/rtl/uText.h"
 #include "tools/orvixmb/uCommands.h"
 
 namespace OrvixModBus {
@@ -20,6 +21,20 @@ void PrintError(TToolIo& io, std::string message) {
   io.Err << "orvixmb: " << message << std::endl;
 }
 
+// Lines of at most 80 characters; ASCII.
+std::string Wrapped(const std::string& text) {
+  constexpr std::size_t kWidth = 80;
+  std::string wrapped;
+  std::size_t width = 0;
+  for (const std::string& word : Split(text, ' ')) {
+    const bool fits = width + 1 + word.size() <= kWidth;
+    if (width > 0) wrapped += fits ? ' ' : '\n';
+    width = width > 0 && fits ? width + 1 + word.size() : word.size();
+    wrapped += word;
+  }
+  return wrapped;
+}
+
 int EndWith(TToolIo& io, const std::exception& error, int code) {
   io.Out.flush();
   PrintError(io, error.what());
@@ -28,10 +43,11 @@ int EndWith(TToolIo& io, const std::exception& error, int code) {
 
 }  // namespace
 
-CLI::App& AddSubcommand(CLI::App& app, const std::string& name, const std::string& description,
-                        const std::string& example, std::function<void()> run) {
-  CLI::App& added = *app.add_subcommand(name, description);
-  added.footer("Example:\n  " + example);
+CLI::App& AddSubcommand(CLI::App& app, const TSubcommand& subcommand, std::function<void()> run) {
+  CLI::App& added = *app.add_subcommand(subcommand.Name, subcommand.Summary);
+  const std::string details =
+      subcommand.Details.empty() ? "" : Wrapped(subcommand.Details) + "\n\n";
+  added.footer(details + "Example:\n  " + subcommand.Example);
   added.callback(std::move(run));
   return added;
 }

@@ -42,8 +42,15 @@ int RunTool(const std::vector<std::string>& arguments, TToolIo& io);
 /// The program's options and subcommands, for whoever documents or completes them.
 void DescribeTool(CLI::App& app, TToolIo& io);
 
-/// A subcommand whose help ends with an example of its use. run is called once all is parsed.
-CLI::App& AddSubcommand(CLI::App& app, const std::string& name, const std::string& description,
-                        const std::string& example, std::function<void()> run);
+/// What help says of a subcommand.
+struct TSubcommand {
+  std::string Name;
+  std::string Summary;       ///< one line for the list of subcommands, without a full stop
+  std::string Details = {};  ///< sentences below the options
+  std::string Example;       ///< a command line
+};
+
+/// Adds it to app; run is called once all is parsed.
+CLI::App& AddSubcommand(CLI::App& app, const TSubcommand& subcommand, std::function<void()> run);
 
 }  // namespace OrvixModBus

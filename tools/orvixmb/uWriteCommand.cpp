@@ -69,12 +69,13 @@ void RunWrite(const TWriteOptions& options, TToolIo& io) {
 void AddWriteCommand(CLI::App& app, TToolIo& io) {
   const auto options = std::make_shared<TWriteOptions>();
   CLI::App& command = AddSubcommand(
-      app, "write",
-      "Write registers of a letter, then read them back and show them. All values are checked "
-      "before anything is sent.\nA value is a number of the register's unit, a name or a code of "
-      "its list, texts of bits with commas between them, or a text; $0102 (in quotes, for the "
-      "shell) stands for bytes.",
-      "orvixmb write boiler.form --letter Settings SetPoint=62.5 TankSetPoint=55",
+      app,
+      {.Name = "write",
+       .Summary = "Write registers of a letter, then read them back and show them",
+       .Details = "All values are checked before anything is sent. A value is a number of the "
+                  "register's unit, a name or a code of its list, texts of bits with commas "
+                  "between them, or a text; $0102 (in quotes, for the shell) stands for bytes.",
+       .Example = "orvixmb write boiler.form --letter Settings SetPoint=62.5 TankSetPoint=55"},
       [options, &io] { RunWrite(*options, io); });
   AddLetterOptions(command, options->Letter);
   command.add_option("VALUES", options->Values, "REG=VALUE for each register, in this order")
