@@ -23,7 +23,10 @@ class ToolDocs : public testing::Test {
     CLI::App& hole = *fApp.add_subcommand("hole", "Dig a hole.");
     hole.footer("Example:\n  dig hole garden.map --deep 2");
     hole.add_option("FORM", fText, "where")->required();
-    hole.add_option("--deep", fNumber, "how deep")->type_name("M")->capture_default_str();
+    hole.add_option("--deep", fNumber, "how deep")
+        ->type_name("M")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
     hole.add_option("--log", fText, "what was found")->type_name("FILE");
     hole.add_flag("--dry-run", fFlag, "only look\\think");
     fApp.add_subcommand("hedge", "Dig a hedge.");

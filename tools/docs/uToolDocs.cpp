@@ -39,11 +39,17 @@ std::vector<const CLI::Option*> OptionsOf(const CLI::App& app, bool positional) 
       [positional](const CLI::Option* option) { return option->nonpositional() != positional; });
 }
 
+// NAME, without what CLI11 adds of the values that are allowed: NAME:POSITIVE.
+std::string TypeOf(const CLI::Option& option) {
+  const std::string type = option.get_type_name();
+  return type.substr(0, type.find(':'));
+}
+
 // "--letter NAME", "FORM", "REG=VALUE ..."
 std::string Usage(const CLI::Option& option) {
   std::string usage = option.get_name(!option.nonpositional(), true);
   const bool hasValue = option.get_items_expected_max() > 0;
-  if (option.nonpositional() && hasValue) usage += " " + option.get_type_name();
+  if (option.nonpositional() && hasValue) usage += " " + TypeOf(option);
   if (!option.nonpositional() && option.get_items_expected_max() > 1) usage += " ...";
   return usage;
 }
@@ -73,7 +79,7 @@ std::string OptionTexts(const CLI::App& app) {
 // Does the option's value name a file?
 bool NamesFile(const CLI::Option& option) {
   constexpr std::string_view kFiles[] = {"FORM", "FILE", "PATH"};
-  const std::string name = option.nonpositional() ? option.get_type_name() : option.get_name(true);
+  const std::string name = option.nonpositional() ? TypeOf(option) : option.get_name(true);
   return std::ranges::find(kFiles, name) != std::end(kFiles);
 }
 
