@@ -10,6 +10,11 @@ import sys
 LINE, CHARACTER, MARGIN, BAR = 17, 7.83, 16, 30
 BLANK = "\N{NO-BREAK SPACE}"  # viewers run ordinary blanks together
 
+
+def shown(line):
+    return html.escape(line).replace(" ", BLANK)
+
+
 lines = [line.rstrip("\n") for line in sys.stdin]
 width = max(map(len, lines)) * CHARACTER + 2 * MARGIN
 height = len(lines) * LINE + BAR + 2 * MARGIN
@@ -18,7 +23,7 @@ dots = "".join(
     for i, color in enumerate(("#e0645c", "#d9a441", "#5fa45b"))
 )
 rows = "\n".join(
-    f'<text x="{MARGIN}" y="{BAR + MARGIN + LINE * (i + 0.75):.0f}">{html.escape(line).replace(' ', BLANK)}</text>'
+    f'<text x="{MARGIN}" y="{BAR + MARGIN + LINE * (i + 0.75):.0f}">{shown(line)}</text>'
     for i, line in enumerate(lines)
     if line
 )
