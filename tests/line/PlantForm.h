@@ -272,6 +272,12 @@ inline constexpr char kPlantForm[] = R"(object Plant: TDataModule
     Client = Emulated
     Regs = <
       item
+        Name = 'Y'
+        MBFuncRead = 67
+        MBFuncWrite = 102
+        Count = 1
+      end
+      item
         Name = 'X'
         MBFuncWrite = 6
         BytesInOneReg = 2

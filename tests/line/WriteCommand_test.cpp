@@ -190,11 +190,12 @@ TEST_F(WriteCommand, BytesThatTheTypeCannotDecodeAreWrittenAndTold) {
 }
 
 TEST_F(WriteCommand, AnEmulatedDeviceKeepsNothing) {
-  EXPECT_EQ(fLine.Run({"write", "FORM", "--letter", "Shadow", "X=$0102"}),
+  EXPECT_EQ(fLine.Run({"write", "FORM", "--letter", "Shadow", "X=$0102", "Y=$03"}),
             (TToolRun{1,
                       "name  address  value       raw bytes  caption\n"
-                      "X           1  (no value)  00 00\n",
-                      "orvixmb: X holds 00 00, not the 01 02 that was written\n"}));
+                      "X           1  (no value)  00 00\n"
+                      "Y           1  (no value)  00\n",
+                      "orvixmb: X holds 00 00, not the 01 02 that was written (and 1 more)\n"}));
 }
 
 TEST_F(WriteCommand, ADeviceThatIsNotThereIsAFailureOfTheLine) {

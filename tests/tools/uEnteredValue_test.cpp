@@ -25,6 +25,7 @@ class EnteredValue : public testing::Test {
   EnteredValue() {
     SetAnsiCodePage(1251);
     Number("Tenths", -400, 1200, 2, 0, 0.1);
+    Number("Flue", 0, 4000, 2, 0, 0.1);
     Number("Thirds", 0, 3, 2, 0, 0.3);
     Number("Byte", 0, 300, 1, 0, 1);
     Number("Word", 0, 65535, 2, 0, 1);
@@ -109,11 +110,17 @@ TEST_F(EnteredValue, BytesGoAsTheyStandWhateverTheType) {
 
 TEST_F(EnteredValue, NumbersAreOfTheUnitThatIsShown) {
   constexpr TEntryRow kRows[] = {
-      {rtNum, "Tenths", 2, "20.3", "00 CB"},  {rtNum, "Tenths", 2, "-40", "FE 70"},
-      {rtNum, "Tenths", 2, " 120 ", "04 B0"}, {rtNum, "Tenths", 4, "-40", "FF FF FE 70"},
-      {rtNum, "Thirds", 2, "0.9", "00 03"},   {rtNum, "Word", 2, "65534", "FF FE"},
-      {rtNum, "Word", 4, "5", "00 05 00 00"}, {rtNum, "Long", 4, "-2147483648", "80 00 00 00"},
-      {rtNum, "Bar", 2, "1.5", "01 80"},      {rtNum, "Bar", 2, "1.3", "01 4D"},
+      {rtNum, "Tenths", 2, "20.3", "00 CB"},
+      {rtNum, "Tenths", 2, "-40", "FE 70"},
+      {rtNum, "Tenths", 2, " 120 ", "04 B0"},
+      {rtNum, "Tenths", 4, "-40", "FF FF FE 70"},
+      {rtNum, "Flue", 2, "20.3", "00 CB"},
+      {rtNum, "Thirds", 2, "0.9", "00 03"},
+      {rtNum, "Word", 2, "65534", "FF FE"},
+      {rtNum, "Word", 4, "5", "00 05 00 00"},
+      {rtNum, "Long", 4, "-2147483648", "80 00 00 00"},
+      {rtNum, "Bar", 2, "1.5", "01 80"},
+      {rtNum, "Bar", 2, "1.3", "01 4D"},
       {rtNum, "Swing", 2, "-1.5", "81 80"},
   };
   Expect(kRows);
@@ -195,6 +202,7 @@ TEST_F(EnteredValue, BitsAreTextsOrOneNumber) {
       {rtBin, "Alarms", 6, "far", "01 00 00 00 00 00"},
       {rtBin, "Alarms", 2, "65536", "R=65536: does not fit 2 bytes"},
       {rtBin, "Alarms", 2, "-1", "R=-1: does not fit 2 bytes"},
+      {rtBin, "Alarms", 4, "-1", "R=-1: does not fit 4 bytes"},
       {rtBin, "Alarms", 2, "far", "R=far: bit 40 does not fit 2 bytes"},
       {rtBin, "Alarms", 2, "fire,calm", "R=fire,calm: bit 0 is told to be 0 and 1"},
       {rtBin, "Alarms", 2, "off",
