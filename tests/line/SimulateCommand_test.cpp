@@ -1,7 +1,9 @@
 // `orvixmb simulate` as a program of its own, and `orvixmb` on the other end of its line.
 
+#include <asm/termbits.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -130,6 +132,9 @@ TEST_F(SimulateCommand, ServesAPort) {
   const TPseudoTerminal cable;
   TProgram program(ORVIX_MB, Simulate({"--port", cable.Path(), "--parity", "none", "--journal"}));
   EXPECT_EQ(PathOf(program), cable.Path());
+  termios2 port{};
+  ASSERT_EQ(ioctl(cable.Handle(), TCGETS2, &port), 0);
+  EXPECT_EQ(port.c_ospeed, 57600U) << "as the form has it";
   const Bytes question = {0x11, 0x03, 0x00, 0x64, 0x00, 0x02, 0x87, 0x44};
   ASSERT_EQ(write(cable.Handle(), question.data(), question.size()), std::ssize(question));
   EXPECT_EQ(program.Line(), "> 17: read 2 holding registers from 100");
