@@ -300,6 +300,14 @@ TEST_F(SnapshotCommands, RestoreOfWhatIsThereWritesNothing) {
   EXPECT_THAT(TakeWrites(), IsEmpty());
 }
 
+TEST_F(SnapshotCommands, RestoreFailsWhenNothingCanBeRead) {
+  Fail({.Fault = EFault::Exception});
+  const TToolRun run = Run("restore", {"DIR/before.json"});
+  EXPECT_EQ(run.Code, 1);
+  EXPECT_THAT(run.Out, testing::EndsWith("There is nothing to write\n"));
+  EXPECT_EQ(run.Err, "orvixmb: 9 of 9 registers could not be read\n");
+}
+
 TEST_F(SnapshotCommands, RestoreFailsWhenTheDeviceRefuses) {
   ChangeSettings();
   Fail({.Function = 0x10, .Fault = EFault::Exception});

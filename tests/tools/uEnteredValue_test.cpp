@@ -114,7 +114,7 @@ TEST_F(EnteredValue, NumbersAreOfTheUnitThatIsShown) {
       {rtNum, "Tenths", 2, "-40", "FE 70"},
       {rtNum, "Tenths", 2, " 120 ", "04 B0"},
       {rtNum, "Tenths", 4, "-40", "FF FF FE 70"},
-      {rtNum, "Flue", 2, "20.3", "00 CB"},
+      {rtNum, "Flue", 2, "2.8", "00 1C"},
       {rtNum, "Thirds", 2, "0.9", "00 03"},
       {rtNum, "Word", 2, "65534", "FF FE"},
       {rtNum, "Word", 4, "5", "00 05 00 00"},

@@ -210,7 +210,7 @@ class TEntry {
   }
 
   // The raw number, within the range of the type. One without a fraction is rounded here, for a
-  // quotient such as 20.3 / 0.1 is just below 203; what is no multiple is refused.
+  // quotient such as 2.8 / 0.1 is just below 28; what is no multiple is refused.
   double RawOf(const TMBRegTypeNumber& number, const TRawNumber& form, double value) const {
     const double quotient = value / number.Multiplier();
     const double tolerance = 1e-9 * std::max(1.0, std::abs(quotient));

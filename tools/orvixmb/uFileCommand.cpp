@@ -30,7 +30,8 @@ struct TFileOptions {
   TOutputOptions Output;
 };
 
-// Takes the records of the groups that it has asked for, up to the first that is missing.
+// Takes the records of the groups that it has asked for, up to the first that is missing: those
+// behind it are discarded by the client.
 class TFileReader : public TObject {
  public:
   TFileReader(TMBClient& client, const TRecordStructure& structure)
@@ -48,9 +49,7 @@ class TFileReader : public TObject {
                                this);
     WaitUntil(fClient, [this] { return fClient.CountPendingTransactions() == 0; });
     if (fRecording.Next() < options.Records) {
-      const std::string why = asked.LastFailure();
-      fRecording.Problem =
-          Format("record %d: %s", {fRecording.Next(), why.empty() ? "is too short" : why});
+      fRecording.Problem = Format("record %d: %s", {fRecording.Next(), asked.LastFailure()});
     }
     return fRecording;
   }
@@ -61,7 +60,7 @@ class TFileReader : public TObject {
     if (owner != this) return;
     for (int i = 0; i < records.Count(); ++i) {
       const TModbusFileRecord& record = records.Records(i);
-      if (record.Record != fRecording.Next() || record.Data.size() < fStructure.Length()) return;
+      if (record.Data.size() < fStructure.Length()) return;
       const auto end = record.Data.begin() + static_cast<std::ptrdiff_t>(fStructure.Length());
       fRecording.Records.emplace_back(record.Data.begin(), end);
     }
