@@ -92,10 +92,6 @@ Dig a hedge.
 .TP
 .B \-h,\-\-help
 Print this help message and exit
-.PP
-.nf
-
-.fi
 .SH NOTES
 .nf
 Mind the roots.

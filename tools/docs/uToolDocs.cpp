@@ -127,7 +127,10 @@ std::string ManPage(const CLI::App& app) {
                      ".SH SUBCOMMANDS\n";
   for (const CLI::App* command : SubcommandsOf(app)) {
     page += ".SS " + Troff(Synopsis(*command)) + "\n" + Troff(command->get_description()) + "\n" +
-            OptionTexts(*command) + ".PP\n" + Verbatim(command->get_footer());
+            OptionTexts(*command);
+    // One without a footer has the program's.
+    if (command->get_footer() != app.get_footer())
+      page += ".PP\n" + Verbatim(command->get_footer());
   }
   return page + ".SH NOTES\n" + Verbatim(app.get_footer());
 }
