@@ -292,8 +292,8 @@ TEST_F(ReadCommand, OnlyTheLastRoundOfAWatchDecides) {
                       "  name   address  value                               raw bytes  caption\n"
                       "  Level        7  exception 4: server device failure             cm\n"
                       "\n"
-                      "   name   address  value  raw bytes  caption\n"
-                      "*  Level        7  25     00 FA      cm\n",
+                      "  name   address  value  raw bytes  caption\n"
+                      "* Level        7  25     00 FA      cm\n",
                       ""}));
 }
 

@@ -117,7 +117,7 @@ TStringDynArray TableLines(const TTextTable& table, const TCellMarks& marks) {
       if (right) blanks += fill;
       if (!cell.empty()) {
         const bool marked = row > 0 && marks.Has && marks.Has(row - 1, column);
-        line += blanks + (marked ? marks.On + cell + marks.Off : cell);
+        line.append(blanks).append(marked ? marks.On + cell + marks.Off : cell);
         blanks.clear();
       }
       if (!right) blanks += fill;

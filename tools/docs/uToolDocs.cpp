@@ -116,7 +116,7 @@ std::string CompletionCase(const CLI::App& command) {
 }  // namespace
 
 std::string ManPage(const CLI::App& app) {
-  const std::string name = app.get_name();
+  const std::string& name = app.get_name();
   std::string title = name;
   std::ranges::transform(title, title.begin(), [](char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
@@ -136,7 +136,7 @@ std::string ManPage(const CLI::App& app) {
 }
 
 std::string BashCompletion(const CLI::App& app) {
-  const std::string name = app.get_name();
+  const std::string& name = app.get_name();
   std::string script =
       "# bash completion of " + name + ", made from its help texts\n_" + name +
       "() {\n"

@@ -84,7 +84,7 @@ class TEntry {
     std::erase(digits, ' ');
     const bool hex = digits.find_first_not_of("0123456789ABCDEFabcdef", 1) == std::string::npos;
     if (!hex || digits.size() % 2 == 0) Refuse("no pairs of hexadecimal digits behind $");
-    const Bytes data = TMBLib::HexStrToByteArray(digits, true);
+    Bytes data = TMBLib::HexStrToByteArray(digits, true);
     if (data.size() != fSize) Refuse(Format("%d bytes, and it has %d", {data.size(), fSize}));
     return data;
   }
