@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <utility>
@@ -33,9 +34,9 @@ enum class TUnit : std::uint8_t { Bit, Word, Byte };
 
 // Which table a function reads or writes, and how many addresses there are on the wire.
 struct TPlace {
-  std::uint8_t Func;
-  TSimulatedTable TSimulatedDevice::*Table;
-  TUnit Unit;
+  std::uint8_t Func = 0;
+  TSimulatedTable TSimulatedDevice::*Table = nullptr;
+  TUnit Unit = TUnit::Word;
   std::uint32_t LastAddress = 0xFFFF;
 };
 
@@ -179,12 +180,12 @@ struct TServedReg {
 template <class T>
 std::vector<const T*> FindAll(const TComponent& root) {
   std::vector<const T*> found;
-  std::vector<const TComponent*> open{&root};
+  std::vector<std::reference_wrapper<const TComponent>> open{root};
   while (!open.empty()) {
-    const TComponent* const next = open.back();
+    const TComponent& next = open.back();
     open.pop_back();
-    if (const auto* component = dynamic_cast<const T*>(next)) found.push_back(component);
-    for (int i = next->ComponentCount() - 1; i >= 0; --i) open.push_back(next->Components(i));
+    if (const auto* component = dynamic_cast<const T*>(&next)) found.push_back(component);
+    for (int i = next.ComponentCount() - 1; i >= 0; --i) open.push_back(*next.Components(i));
   }
   return found;
 }

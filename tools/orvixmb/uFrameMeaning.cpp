@@ -287,7 +287,7 @@ std::string ExceptionText(std::uint8_t code) {
 }
 
 std::string RequestMeaning(TByteView frame) {
-  if (const std::string defect = Defect(frame); !defect.empty()) return defect;
+  if (std::string defect = Defect(frame); !defect.empty()) return defect;
   const TFunction* const function = FindFunction(frame[1]);
   if (function == nullptr || !HasLength(RequestLengths(), {}, frame)) return Unknown(frame);
   const TData data{DataOf(frame), {}};
@@ -299,7 +299,7 @@ std::string RequestMeaning(TByteView frame) {
 
 std::string ReplyMeaning(TByteView frame, TByteView request) {
   static const TReplyLengths lengths;
-  if (const std::string defect = Defect(frame); !defect.empty()) return defect;
+  if (std::string defect = Defect(frame); !defect.empty()) return defect;
   if ((frame[1] & kExceptionFlag) != 0 && frame.size() == kExceptionLength) {
     return ExceptionText(frame[2]);
   }
