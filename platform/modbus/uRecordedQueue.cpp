@@ -71,7 +71,9 @@ void TRecordedQueue::Queued(TModbusTransaction& transaction) {
 void TRecordedQueue::Dropped(const TModbusTransaction& transaction) { Forget(transaction); }
 
 void TRecordedQueue::Forget(const TModbusTransaction& transaction) {
-  std::ranges::replace(fQueued, const_cast<TModbusTransaction*>(&transaction), nullptr);
+  // The youngest go first as a rule, so the search starts at the end.
+  const auto found = std::find(fQueued.rbegin(), fQueued.rend(), &transaction);
+  if (found != fQueued.rend()) *found = nullptr;
 }
 
 }  // namespace OrvixModBus

@@ -71,12 +71,6 @@ class TFileReader : public TObject {
   TRecording fRecording;
 };
 
-TMBClient& ClientOf(const TFormSession& session, const std::string& name) {
-  TMBClient& client = session.Client(name);
-  if (!client.IsEmul()) return client;
-  throw EUsageError(session.FormPath() + ": client " + name + " is emulated, and has no files");
-}
-
 // The first record of the group that the user asks for.
 std::size_t FirstRecord(const TFileOptions& options, const TRecordStructure& structure) {
   if (structure.Length() == 0 || structure.Length() > kLongestRecord) {
@@ -103,7 +97,7 @@ void Print(const TRecording& recording, const TRecordStructure& structure,
 
 void RunFile(const TFileOptions& options, TToolIo& io) {
   TFormSession session(options.Session, io);
-  TMBClient& client = ClientOf(session, options.Client);
+  TMBClient& client = session.DeviceClient(options.Client, "files");
   const TRecordStructure structure =
       StructureNamed(session.Root(), session.FormPath(), options.Structure);
   const std::size_t firstRecord = FirstRecord(options, structure);

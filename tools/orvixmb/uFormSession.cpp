@@ -11,10 +11,10 @@
 namespace OrvixModBus {
 namespace {
 
-std::string NamesOf(const std::vector<const TComponent*>& components) {
-  std::string names;
-  for (const TComponent* each : components) names += (names.empty() ? "" : ", ") + each->Name();
-  return names.empty() ? "none" : names;
+std::string Listed(const TStringDynArray& names) {
+  std::string list;
+  for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+  return list.empty() ? "none" : list;
 }
 
 std::string TextOf(const std::string& path) {
@@ -73,8 +73,8 @@ std::vector<EFormError> MistakesOf(const std::string& path) {
 }
 
 void RefuseName(const std::string& form, const std::string& kind, const std::string& name,
-                const std::vector<const TComponent*>& all) {
-  throw EUsageError(form + " has no " + kind + " '" + name + "'; it has " + NamesOf(all));
+                const TStringDynArray& all) {
+  throw EUsageError(form + " has no " + kind + " '" + name + "'; it has " + Listed(all));
 }
 
 void WaitUntil(const TMBClient& client, const std::function<bool()>& done) {
@@ -100,6 +100,12 @@ TFormSession::TFormSession(const TSessionOptions& options, TToolIo& io)
   TFormFile::FinishLoading(*fRoot);
 }
 
+TMBClient& TFormSession::DeviceClient(const std::string& name, const std::string& what) const {
+  TMBClient& client = Client(name);
+  if (!client.IsEmul()) return client;
+  throw EUsageError(FormPath() + ": client " + client.Name() + " is emulated, and has no " + what);
+}
+
 TMBClient& TFormSession::ClientOf(const TMBLetter& letter) const {
   if (TMBClient* const client = letter.Client()) return *client;
   throw EUsageError(FormPath() + ": letter " + letter.Name() + " has no client");
@@ -116,7 +122,7 @@ void TFormSession::Open(TMBClient& client) {
 }
 
 void TFormSession::Open(std::span<TMBClient* const> clients) {
-  std::vector<const TComponent*> lines;
+  std::vector<TModbusConnection*> lines;
   for (const TMBClient* client : clients) {
     if (client->IsEmul()) continue;
     TModbusConnection* const line = LineOf(*client);
@@ -126,10 +132,11 @@ void TFormSession::Open(std::span<TMBClient* const> clients) {
     if (std::ranges::find(lines, line) == lines.end()) lines.push_back(line);
   }
   if (!fOptions.Port.empty() && lines.size() != 1) {
-    throw EUsageError("--port stands for one line, and what is asked for uses " + NamesOf(lines));
+    TStringDynArray names;
+    for (const TModbusConnection* line : lines) names.push_back(line->Name());
+    throw EUsageError("--port stands for one line, and what is asked for uses " + Listed(names));
   }
-  for (TModbusConnection* line : ComponentsOf<TModbusConnection>(*fRoot)) {
-    if (std::ranges::find(lines, line) == lines.end()) continue;
+  for (TModbusConnection* line : lines) {
     if (!fOptions.Port.empty()) line->SetPortProperty(fOptions.Port);
     if (fOptions.Trace) TraceLine(*line, fIo);
     line->SetActive(true);

@@ -46,7 +46,7 @@ std::vector<T*> ComponentsOf(const TComponent& root) {
 
 /// EUsageError "plant.form has no letter 'Pumps'; it has Boiler, Settings".
 [[noreturn]] void RefuseName(const std::string& form, const std::string& kind,
-                             const std::string& name, const std::vector<const TComponent*>& all);
+                             const std::string& name, const TStringDynArray& all);
 
 /// The component of that class and name which root, of that form, owns; EUsageError tells those
 /// that there are. Kind is what the message calls it: "letter".
@@ -54,8 +54,9 @@ template <class T>
 T& ComponentNamed(const TComponent& root, const std::string& form, const std::string& kind,
                   const std::string& name) {
   if (auto* const found = dynamic_cast<T*>(root.FindComponent(name))) return *found;
-  const auto all = ComponentsOf<T>(root);
-  RefuseName(form, kind, name, {all.begin(), all.end()});
+  TStringDynArray all;
+  for (const T* each : ComponentsOf<T>(root)) all.push_back(each->Name());
+  RefuseName(form, kind, name, all);
 }
 
 /// Runs the loop until done, for as long as client's requests keep being answered; Exception where
@@ -80,6 +81,9 @@ class TFormSession {
   }
   TMBLetter& Letter(const std::string& name) const { return Named<TMBLetter>("letter", name); }
   TMBClient& Client(const std::string& name) const { return Named<TMBClient>("client", name); }
+  /// As Client; EUsageError for an emulated one, since no such client has what the message says:
+  /// "files".
+  TMBClient& DeviceClient(const std::string& name, const std::string& what) const;
   /// Its client; EUsageError when it has none.
   TMBClient& ClientOf(const TMBLetter& letter) const;
 

@@ -70,11 +70,7 @@ TJson JsonOf(const TMBClient& client, const TIdentity& identity, const Bytes& da
 
 void RunIdentity(const TIdentityOptions& options, TToolIo& io) {
   TFormSession session(options.Session, io);
-  TMBClient& client = session.Client(options.Client);
-  if (client.IsEmul()) {
-    throw EUsageError(session.FormPath() + ": client " + client.Name() +
-                      " is emulated, and has no identity");
-  }
+  TMBClient& client = session.DeviceClient(options.Client, "identity");
   session.Open(client);
   const Bytes data = TIdentityReader(client).Read();
   const TIdentity identity = IdentityOf(data);

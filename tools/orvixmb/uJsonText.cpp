@@ -15,8 +15,8 @@ std::string CellText(const TJson& row, const std::string& key) {
 
 }  // namespace
 
-std::string JsonText(const TJson& json) {
-  return json.dump(2, ' ', false, TJson::error_handler_t::replace) + "\n";
+std::string JsonText(const TJson& json, bool inOneLine) {
+  return json.dump(inOneLine ? -1 : 2, ' ', false, TJson::error_handler_t::replace) + "\n";
 }
 
 TTextTable JsonTable(const TJson& rows, const TStringDynArray& keys) {

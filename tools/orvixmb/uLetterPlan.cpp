@@ -7,58 +7,39 @@
 #include <utility>
 
 #include "platform/modbus/uLineTiming.h"
+#include "platform/modbus/uRecordedQueue.h"
 #include "platform/modbus/uReplyMatch.h"
 #include "platform/modbus/uRtuFrame.h"
-#include "platform/modbus/uTransactionQueue.h"
 
 namespace OrvixModBus {
 namespace {
 
-// Keeps the requests and carries none of them.
-class TDryQueue : public TTransactionQueue {
- public:
-  ~TDryQueue() override {
-    ForgetReferences();
-    DiscardAll();
-  }
-
-  bool Active() const override { return true; }
-  void SetActive(bool /*value*/) override {}
-  /// The requests since the last call: server address, function code and data.
-  std::vector<Bytes> TakeRequests() {
-    Discard(nullptr);
-    return std::exchange(fRequests, {});
-  }
-
- protected:
-  void Queued(TModbusTransaction& transaction) override {
-    fRequests.push_back(ToBytes(transaction.Request().Data()));
-  }
-  void Dropped(const TModbusTransaction& /*transaction*/) override {}
-
- private:
-  std::vector<Bytes> fRequests;
-};
-
-// A client on a line without a port.
+// A client on a line without a port, which keeps its requests and carries none of them.
 class TDryLine {
  public:
   explicit TDryLine(std::uint8_t server) {
-    auto queue = std::make_unique<TDryQueue>();
-    fQueue = queue.get();
+    auto queue = std::make_unique<TRecordedQueue>();
+    queue->SetActive(true);
+    queue->OnQueued = [this](TModbusTransaction& transaction) {
+      fRequests.push_back(ToBytes(transaction.Request().Data()));
+    };
     fLine.SetQueue(std::move(queue));
     fConnection.SetRTU(&fLine);
     fClient.SetConnection(&fConnection);
     fClient.SetAdres(server);
   }
+  TDryLine(const TDryLine&) = delete;
+  TDryLine& operator=(const TDryLine&) = delete;
 
+  /// Server address, function code and data of each.
   std::vector<Bytes> RequestsToRead(const TMBReg& group, std::uint16_t count) {
     fClient.Read(group.MBFuncRead(), group.Adress(), count, nullptr);
-    return fQueue->TakeRequests();
+    fLine.DiscardPendingTransactions(nullptr);
+    return std::exchange(fRequests, {});
   }
 
  private:
-  TDryQueue* fQueue;
+  std::vector<Bytes> fRequests;
   TMBRTUConnection fLine;
   TMBConnection fConnection;
   TMBClient fClient;

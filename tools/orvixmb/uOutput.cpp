@@ -9,16 +9,12 @@
 #include "platform/rtl/uFormat.h"
 #include "platform/rtl/uNumText.h"
 #include "tools/display/uWatchedTable.h"
+#include "tools/orvixmb/uJsonText.h"
 
 namespace OrvixModBus {
 namespace {
 
 using TTime = std::chrono::steady_clock::time_point;
-
-// Paths and mistakes of forms may hold bytes that are no UTF-8.
-std::string DumpJson(const nlohmann::ordered_json& json, int indent) {
-  return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
 
 // Empty when the text is a time between rounds.
 std::string SecondsError(const std::string& text) {
@@ -44,7 +40,7 @@ class TRounds {
 
   void Print(std::span<const TRegisterRow> rows) {
     if (fOutput.Json) {
-      fIo.Out << DumpJson(RowsJson(rows), fTable ? -1 : 2) << '\n';
+      fIo.Out << JsonText(RowsJson(rows), fTable.has_value());
     } else if (fOutput.Csv) {
       fIo.Out << CsvText(RowsCsv(rows));
     } else if (fTable) {
@@ -84,7 +80,7 @@ void AddWatchOptions(CLI::App& command, TWatchOptions& watch, const std::string&
 }
 
 void PrintJson(TToolIo& io, const nlohmann::ordered_json& json) {
-  io.Out << DumpJson(json, 2) << std::endl;
+  io.Out << JsonText(json) << std::flush;
 }
 
 void PrintRows(TToolIo& io, const TOutputOptions& output, const TWatchOptions& watch,

@@ -18,12 +18,6 @@ std::optional<Bytes> Cut(const TMBRegTypeStructure& field, const Bytes& record) 
   return Bytes(record.begin() + begin, record.begin() + end);
 }
 
-std::string NamesOf(const std::vector<TRecordStructure>& structures) {
-  std::string names;
-  for (const auto& each : structures) names += (names.empty() ? "" : ", ") + each.Name();
-  return names.empty() ? "none" : names;
-}
-
 }  // namespace
 
 TRecordStructure::TRecordStructure(TMBTypeInfo& catalogue, const std::string& name)
@@ -79,7 +73,9 @@ TRecordStructure StructureNamed(const TComponent& root, const std::string& form,
   const std::vector<TRecordStructure> all = StructuresOf(root);
   const auto found = std::ranges::find(all, name, &TRecordStructure::Name);
   if (found == all.end()) {
-    throw EUsageError(form + " has no structure '" + name + "'; it has " + NamesOf(all));
+    TStringDynArray names;
+    for (const TRecordStructure& each : all) names.push_back(each.Name());
+    RefuseName(form, "structure", name, names);
   }
   try {
     found->ValuesOf(Bytes(found->Length()));
