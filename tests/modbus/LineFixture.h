@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "ScriptedPort.h"
-#include "VirtualLoop.h"
 #include "platform/modbus/uModbusClient.h"
 #include "platform/modbus/uModbusConnection.h"
 

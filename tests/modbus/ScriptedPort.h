@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "VirtualLoop.h"
+#include "platform/loop/uVirtualLoop.h"
 #include "platform/modbus/uRtuFrame.h"
 #include "platform/modbus/uSerialPort.h"
 
@@ -44,11 +44,12 @@ inline Bytes operator+(Bytes left, const Bytes& right) {
 }
 
 /// The wire between the port and the script. Outlives the port, which the queue owns.
-class TWire final : public TOutside {
+class TWire final : public TVirtualHandle {
  public:
   using TTime = TLoop::TClock::time_point;
 
-  explicit TWire(TVirtualLoop& loop) : Loop(loop) { loop.SetOutside(this); }
+  explicit TWire(TVirtualLoop& loop) : Loop(loop), Handle(loop.Attach(*this)) {}
+  ~TWire() override { Loop.Detach(Handle); }
 
   /// bytes arrive at the port after a delay from now on, one by one when apart is given.
   void Arrive(TLoop::TClock::duration delay, const Bytes& bytes,
@@ -61,13 +62,13 @@ class TWire final : public TOutside {
     std::ranges::stable_sort(Incoming, {}, &TArrival::Time);
   }
 
-  TReadiness Ready(THandle) override {
+  TReadiness Ready() const override {
     if (HungUp) return TReadiness::rdReadWrite;
     const bool readable = !Incoming.empty() && Incoming.front().Time <= Loop.Now();
     return static_cast<TReadiness>((readable ? 1 : 0) | (WriteLimit > 0 ? 2 : 0));
   }
 
-  TTime NextChange() override {
+  TTime NextChange() const override {
     for (const TArrival& arrival : Incoming) {
       if (arrival.Time > Loop.Now()) return arrival.Time;
     }
@@ -80,6 +81,7 @@ class TWire final : public TOutside {
   };
 
   TVirtualLoop& Loop;
+  const THandle Handle;
   std::deque<TArrival> Incoming;
   Bytes Written;                                  // all since it was cleared
   std::vector<TTime> WriteTimes;                  // of every write call that took something
@@ -107,7 +109,7 @@ class TScriptedPort final : public TSerialPort {
     fWire.IsOpen = true;
   }
   void Close() noexcept override { fWire.IsOpen = false; }
-  THandle Handle() const override { return THandle(7); }
+  THandle Handle() const override { return fWire.Handle; }
 
   TPortTransfer Read(std::span<std::uint8_t> bytes) override {
     ++fWire.Reads;
