@@ -39,6 +39,8 @@ struct TReplyLengthRule {
                                             std::uint8_t first, std::uint8_t last) {
     return {TKind::Request, length, position, first, last};
   }
+
+  bool operator==(const TReplyLengthRule&) const = default;
 };
 
 /// What the bytes so far tell of a reply's length.

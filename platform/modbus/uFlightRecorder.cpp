@@ -1,0 +1,114 @@
+#include "platform/modbus/uFlightRecorder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <string>
+
+namespace OrvixModBus {
+
+using std::chrono::nanoseconds;
+
+void TFlightRecorder::SetSize(std::uint32_t value) {
+  if (value == fSize) return;
+  if (value > kGreatestSize) {
+    throw EModLinkError("A recorder of " + std::to_string(value) + " bytes is too large; " +
+                        std::to_string(kGreatestSize) + " is the most");
+  }
+  Bytes ring(IsRecording() ? value : 0);
+  Forget();
+  fRing.swap(ring);
+  fSize = value;
+}
+
+void TFlightRecorder::Begin() {
+  if (fRing.size() != fSize) fRing.resize(fSize);
+}
+
+void TFlightRecorder::Record(TFlightKind kind, TTime time, std::uint32_t number,
+                             std::uint8_t detail, std::span<const std::uint8_t> data) noexcept {
+  if (!IsRecording()) return;
+  const std::size_t size = sizeof(THead) + data.size();
+  if (size > fRing.size() || data.size() > std::numeric_limits<std::uint16_t>::max()) {
+    return Forget();
+  }
+  while (fUsed + size > fRing.size()) DropOldest();
+  const nanoseconds passed = time.time_since_epoch();
+  const THead head{passed.count(), number, static_cast<std::uint16_t>(data.size()), kind, detail};
+  Put(&head, sizeof head);
+  Put(data.data(), data.size());
+  fLastTime = time;
+}
+
+void TFlightRecorder::RecordChange(TTime time, const TLineSettings& settings) {
+  if (!IsRecording()) return;
+  fFormer.push_back(settings);
+  Record(TFlightKind::fkSet, time);
+}
+
+void TFlightRecorder::ForEach(const std::function<void(const TFlightEntry&)>& take) const {
+  for (std::size_t at = 0; at < fUsed;) {
+    const THead head = HeadAt(at);
+    TFlightEntry entry{TTime(nanoseconds(head.Time)), head.Kind, head.Detail, head.Number, {}};
+    entry.Data.resize(head.Size);
+    Get(at + sizeof head, entry.Data.data(), head.Size);
+    take(entry);
+    at += sizeof head + head.Size;
+  }
+}
+
+void TFlightRecorder::Forget() noexcept {
+  while (fUsed > 0) DropOldest();
+  fFormer.clear();  // also what a change has left that didn't fit
+}
+
+// The ring has room for it.
+void TFlightRecorder::Put(const void* bytes, std::size_t size) noexcept {
+  if (size == 0) return;
+  const std::size_t end = (fBegin + fUsed) % fRing.size();
+  const std::size_t first = std::min(size, fRing.size() - end);
+  const auto* const source = static_cast<const std::uint8_t*>(bytes);
+  std::memcpy(fRing.data() + end, source, first);
+  if (first < size) std::memcpy(fRing.data(), source + first, size - first);
+  fUsed += size;
+}
+
+// at: bytes behind the begin of the oldest entry.
+void TFlightRecorder::Get(std::size_t at, void* bytes, std::size_t size) const noexcept {
+  if (size == 0) return;
+  const std::size_t begin = (fBegin + at) % fRing.size();
+  const std::size_t first = std::min(size, fRing.size() - begin);
+  auto* const target = static_cast<std::uint8_t*>(bytes);
+  std::memcpy(target, fRing.data() + begin, first);
+  if (first < size) std::memcpy(target + first, fRing.data(), size - first);
+}
+
+TFlightRecorder::THead TFlightRecorder::HeadAt(std::size_t at) const noexcept {
+  THead head;
+  Get(at, &head, sizeof head);
+  return head;
+}
+
+void TFlightRecorder::DropOldest() noexcept {
+  const THead head = HeadAt(0);
+  const std::size_t size = sizeof head + head.Size;
+  fBegin = (fBegin + size) % fRing.size();
+  fUsed -= size;
+  ++fOverwritten;
+  switch (head.Kind) {
+    case TFlightKind::fkSet:
+      return fFormer.pop_front();
+    case TFlightKind::fkOpen:
+    case TFlightKind::fkReopen:
+      fBeginsOpen = true;
+      return;
+    case TFlightKind::fkClose:
+    case TFlightKind::fkLost:
+      fBeginsOpen = false;
+      return;
+    default:
+      return;
+  }
+}
+
+}  // namespace OrvixModBus
