@@ -17,12 +17,15 @@ void TFlightRecorder::SetSize(std::uint32_t value) {
   }
   Bytes ring(IsRecording() ? value : 0);
   Forget();
+  fOverwritten = 0;
   fRing.swap(ring);
   fSize = value;
 }
 
-void TFlightRecorder::Begin() {
-  if (fRing.size() != fSize) fRing.resize(fSize);
+void TFlightRecorder::Begin(bool isOpen) {
+  if (fRing.size() == fSize) return;
+  fRing.resize(fSize);
+  fBeginsOpen = isOpen;
 }
 
 void TFlightRecorder::Record(TFlightKind kind, TTime time, std::uint32_t number,

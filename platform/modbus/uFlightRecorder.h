@@ -53,8 +53,8 @@ class TFlightRecorder {
   /// Forgets what was recorded. EModLinkError above kGreatestSize, and nothing has changed.
   void SetSize(std::uint32_t value);
 
-  /// From now on Record records.
-  void Begin();
+  /// From now on Record records, unless it does already. isOpen: the port is open by now.
+  void Begin(bool isOpen = false);
   bool IsRecording() const { return !fRing.empty(); }
   /// Copies the bytes. No memory is taken; an entry that doesn't fit forgets all before it, too.
   void Record(TFlightKind kind, TTime time, std::uint32_t number = 0, std::uint8_t detail = 0,

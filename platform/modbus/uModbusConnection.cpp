@@ -5,6 +5,7 @@
 
 #include "platform/loop/uLoop.h"
 #include "platform/modbus/uModbusClient.h"
+#include "platform/modbus/uRecording.h"
 #include "platform/modbus/uRtuQueue.h"
 #include "platform/modbus/uSerialPort.h"
 #include "platform/model/uProperty.h"
@@ -49,6 +50,7 @@ template <class T>
 void TModbusConnection::Change(T& setting, const T& value) {
   CheckThread();
   if (setting == value) return;
+  if (fRecorder.IsRecording()) fRecorder.RecordChange(TLoop::Current().Now(), fSettings);
   setting = value;
   fQueue->SettingsChanged();
 }
@@ -91,6 +93,47 @@ void TModbusConnection::SetReconnectInterval(std::uint32_t value) {
   Change(fSettings.ReconnectInterval, value);
 }
 
+void TModbusConnection::SetRecorderSize(std::uint32_t value) {
+  CheckThread();
+  fRecorder.SetSize(value);
+  if (Active()) fRecorder.Begin(true);
+}
+
+void TModbusConnection::SetRecordingFile(const std::string& value) {
+  CheckThread();
+  if (value == fRecordingFile) return;
+  fRecordingFile = value;
+  fSaved = false;
+}
+
+void TModbusConnection::SaveRecording(const std::string& fileName) const {
+  WriteRecording(fileName, Recording());
+}
+
+// The line goes on whatever the disk says.
+void TModbusConnection::SaveFailure() {
+  if (fSaved || fRecordingFile.empty()) return;
+  fSaved = true;
+  std::string failure;
+  try {
+    SaveRecording(fRecordingFile);
+  } catch (const std::exception& error) {
+    failure = error.what();
+  }
+  OnRecorded(*this, std::string(fRecordingFile), failure);
+}
+
+TRecording TModbusConnection::Recording() const {
+  CheckThread();
+  TModbusConnection then;  // has one after the other of the settings that held
+  TRecording recording = RecordingOf(fRecorder, fSettings, [&then](const TLineSettings& settings) {
+    then.fSettings = settings;
+    return LineSettings(then);
+  });
+  recording.Lengths = fReplyLengths;
+  return recording;
+}
+
 int TModbusConnection::CountPendingTransactions(const TModbusClient* client) const {
   CheckThread();
   return fQueue->CountPending(client);
@@ -115,7 +158,9 @@ void TModbusConnection::SetQueue(std::unique_ptr<TTransactionQueue> value) {
 
 void TModbusConnection::SetSerialPort(std::unique_ptr<TSerialPort> port) {
   CheckThread();
-  auto line = std::make_unique<TRtuQueue>(fSettings, fReplyLengths, fStatistics, std::move(port));
+  auto line = std::make_unique<TRtuQueue>(fSettings, fReplyLengths, fStatistics, fRecorder,
+                                          std::move(port));
+  line->OnFailure = [this] { SaveFailure(); };
   line->OnPortLost = [this](const std::string& reason) { OnPortLost(*this, reason); };
   line->OnPortFound = [this] { OnPortFound(*this); };
   line->OnTrace = [this](TTraceDirection direction, std::span<const std::uint8_t> frame,
@@ -156,9 +201,13 @@ const TClassInfo& TModbusConnection::StaticClass() {
                  kDefault.EchoSuppression),
        Published("ReconnectInterval", &TSelf::ReconnectInterval, &TSelf::SetReconnectInterval,
                  kDefault.ReconnectInterval),
+       Published("RecorderSize", &TSelf::RecorderSize, &TSelf::SetRecorderSize,
+                 TFlightRecorder::kDefaultSize),
+       Published("RecordingFile", &TSelf::RecordingFile, &TSelf::SetRecordingFile, ""),
        Published("Active", &TSelf::StoredActive, &TSelf::SetStoredActive, false),
        PublishedEvent("OnPortLost", &TSelf::OnPortLost),
        PublishedEvent("OnPortFound", &TSelf::OnPortFound),
+       PublishedEvent("OnRecorded", &TSelf::OnRecorded),
        PublishedEvent("OnTrace", &TSelf::OnTrace)});
   return info;
 }

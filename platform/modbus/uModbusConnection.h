@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "platform/modbus/uFlightRecorder.h"
 #include "platform/modbus/uLineSettings.h"
 #include "platform/modbus/uLineStatistics.h"
 #include "platform/modbus/uReplyLength.h"
@@ -18,6 +19,7 @@ namespace OrvixModBus {
 
 class TModbusClient;
 class TSerialPort;
+struct TRecording;
 
 /// A serial line as Modbus RTU master, shared by any number of clients: one transaction at a
 /// time, first in, first out. All work is done in the loop of the thread that made the
@@ -33,6 +35,8 @@ class TModbusConnection : public TComponent {
  public:
   using TPortLostEvent = TEvent<void(TModbusConnection&, const std::string& reason)>;
   using TPortFoundEvent = TEvent<void(TModbusConnection&)>;
+  using TRecordedEvent =
+      TEvent<void(TModbusConnection&, const std::string& fileName, const std::string& failure)>;
   using TTraceEvent =
       TEvent<void(TModbusConnection&, TTraceDirection, std::span<const std::uint8_t> frame,
                   std::chrono::steady_clock::time_point time)>;
@@ -77,6 +81,21 @@ class TModbusConnection : public TComponent {
   std::uint32_t ReconnectInterval() const { return fSettings.ReconnectInterval; }  ///< ms, 0 never
   void SetReconnectInterval(std::uint32_t value);
 
+  /// The flight recorder: the last things that happened on the line, in so many bytes of memory,
+  /// about 100 for a short transaction; 0 = none. Changing it forgets what was recorded.
+  std::uint32_t RecorderSize() const { return fRecorder.Size(); }
+  void SetRecorderSize(std::uint32_t value);
+  /// What the recorder holds, to be looked at; see SaveRecording.
+  TRecording Recording() const;
+  /// Writes what the recorder holds to a file, which `orvixmb replay` reads. EStreamError, and
+  /// the file is as it was: also where the name is that of anything but a recording. Takes as
+  /// long as the disk does.
+  void SaveRecording(const std::string& fileName) const;
+  /// Where the recording is saved at the first failure: a request that got no reply or none that
+  /// fits, in spite of its retries, or a lost port. Once; another name makes it ready again.
+  const std::string& RecordingFile() const { return fRecordingFile; }
+  void SetRecordingFile(const std::string& value);
+
   /// The transactions of client, nil for all, that have not been completed yet.
   int CountPendingTransactions(const TModbusClient* client) const;
   /// Drops them: they are not completed any more.
@@ -86,6 +105,8 @@ class TModbusConnection : public TComponent {
   TPortLostEvent OnPortLost;
   /// A lost port is open again: the connection is active.
   TPortFoundEvent OnPortFound;
+  /// The recording was saved to RecordingFile; or was not, and failure says why.
+  TRecordedEvent OnRecorded;
   /// Every frame sent, every reply accepted and everything else that came, with its time.
   TTraceEvent OnTrace;
 
@@ -114,10 +135,14 @@ class TModbusConnection : public TComponent {
   void OpenStored();
   template <class T>
   void Change(T& setting, const T& value);
+  void SaveFailure();
 
   TLineSettings fSettings;
   TReplyLengths fReplyLengths;
   TLineStatistics fStatistics;
+  TFlightRecorder fRecorder;
+  std::string fRecordingFile;
+  bool fSaved = false;
   std::unique_ptr<TTransactionQueue> fQueue;
   bool fOpenLater = false;
 };

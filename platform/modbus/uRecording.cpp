@@ -4,10 +4,14 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <filesystem>
+#include <fstream>
 #include <limits>
+#include <optional>
 #include <span>
 #include <utility>
 
+#include "platform/loop/uLoop.h"
 #include "platform/modbus/uFileRecordList.h"
 #include "platform/modbus/uModbusClient.h"
 #include "platform/modbus/uModbusConnection.h"
@@ -407,6 +411,28 @@ TPropertyValue ValueOf(const TPropertyInfo& property, std::string_view text) {
   return number;
 }
 
+// Both are all settings in the same order; entry has the time of the change.
+void AddChanges(const std::vector<std::string>& before, const std::vector<std::string>& after,
+                TRecordedEntry entry, std::vector<TRecordedEntry>& entries) {
+  for (std::size_t i = 0; i < std::min(before.size(), after.size()); ++i) {
+    if (before[i] == after[i]) continue;
+    entry.Text = after[i];
+    entries.push_back(entry);
+  }
+}
+
+// Nothing is there, or a recording. Forms may name any file: nobody's letters are to be lost.
+bool MayReplace(const std::string& fileName) {
+  std::error_code failed;
+  const auto status = std::filesystem::status(fileName, failed);
+  if (!std::filesystem::exists(status)) return true;
+  if (!std::filesystem::is_regular_file(status)) return false;
+  std::ifstream file(fileName, std::ios::binary);
+  std::string begin(kFirstLine.size(), '\0');
+  file.read(begin.data(), static_cast<std::streamsize>(begin.size()));
+  return file && begin == kFirstLine;
+}
+
 }  // namespace
 
 std::string RecordingText(const TRecording& recording) {
@@ -435,6 +461,45 @@ TRecording ReadRecording(const std::string& fileName) {
   } catch (const ERecordingError& error) {
     throw ERecordingError(fileName + ": " + error.what());
   }
+}
+
+void WriteRecording(const std::string& fileName, const TRecording& recording) {
+  if (!MayReplace(fileName)) {
+    throw EStreamError("Can't write \"" + fileName + "\": what is there is no recording");
+  }
+  WriteWholeFile(fileName, RecordingText(recording));
+}
+
+TRecording RecordingOf(
+    const TFlightRecorder& recorder, const TLineSettings& settings,
+    const std::function<std::vector<std::string>(const TLineSettings&)>& textOf) {
+  const auto& former = recorder.FormerSettings();
+  std::size_t changes = 0;
+  const auto held = [&] { return textOf(changes < former.size() ? former[changes] : settings); };
+  TRecording recording;
+  recording.Settings = held();
+  recording.BeginsOpen = recorder.BeginsOpen();
+  recording.Overwritten = recorder.Overwritten();
+  const TFlightRecorder::TTime now = TLoop::Current().Now();
+  std::optional<TFlightRecorder::TTime> first;
+  std::vector<std::string> before = recording.Settings;
+  recorder.ForEach([&](const TFlightEntry& entry) {
+    if (!first) first = entry.Time;
+    TRecordedEntry recorded{entry.Time - *first, entry.Kind, entry.Detail, entry.Number, {}, {}};
+    if (entry.Kind == TFlightKind::fkSet) {
+      ++changes;
+      std::vector<std::string> after = held();
+      AddChanges(before, after, recorded, recording.Entries);
+      before.swap(after);
+      return;
+    }
+    const bool isText = entry.Kind == TFlightKind::fkLost;
+    if (isText) recorded.Text.assign(entry.Data.begin(), entry.Data.end());
+    if (!isText) recorded.Data = entry.Data;
+    recording.Entries.push_back(std::move(recorded));
+  });
+  recording.Start = std::chrono::system_clock::now() - (now - first.value_or(now));
+  return recording;
 }
 
 std::vector<std::string> LineSettings(const TModbusConnection& line) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -72,6 +73,14 @@ std::string RecordingText(const TRecording& recording);
 TRecording ParseRecording(std::string_view text);
 /// EStreamError; ERecordingError that begins with the file's name.
 TRecording ReadRecording(const std::string& fileName);
+
+/// Writes a file, or replaces one that is a recording. EStreamError, and it is as it was.
+void WriteRecording(const std::string& fileName, const TRecording& recording);
+
+/// What recorder holds now, without the rules. settings: those of its line; textOf tells them, or
+/// others, as LineSettings does.
+TRecording RecordingOf(const TFlightRecorder& recorder, const TLineSettings& settings,
+                       const std::function<std::vector<std::string>(const TLineSettings&)>& textOf);
 
 /// All settings of a line by which it runs: "BaudRate 9600".
 std::vector<std::string> LineSettings(const TModbusConnection& line);

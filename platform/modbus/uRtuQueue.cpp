@@ -16,15 +16,18 @@ constexpr std::uint8_t kBroadcast = 0;
 }  // namespace
 
 TRtuQueue::TRtuQueue(const TLineSettings& settings, const TReplyLengths& lengths,
-                     TLineStatistics& statistics, std::unique_ptr<TSerialPort> port)
+                     TLineStatistics& statistics, TFlightRecorder& recorder,
+                     std::unique_ptr<TSerialPort> port)
     : fSettings(settings),
       fStatistics(statistics),
+      fRecorder(recorder),
       fPort(std::move(port)),
       fTiming(settings),
       fReceiver(settings, lengths) {
   fReceiver.OnIgnored = [this](std::span<const std::uint8_t> bytes) {
     fStatistics.Counters.NoiseBytes += bytes.size();
     Trace(TTraceDirection::tdIgnored, bytes);
+    if (fRecorder.LastTime() != fNow) Record(TFlightKind::fkLook);
   };
   fReceiver.OnLateReply = [this] { ++fStatistics.Counters.LateReplies; };
 }
@@ -137,13 +140,15 @@ TReadiness TRtuQueue::Wanted() const {
 // ---- what the application is told ---------------------------------------------------------------
 
 bool TRtuQueue::HasNews() const {
-  return fTellLost || fTellFound || HasEnded() || !fTraces.Entries.empty();
+  return fTellFailure || fTellLost || fTellFound || HasEnded() || !fTraces.Entries.empty();
 }
 
 // Raises one thing; false when the queue did not survive it.
 bool TRtuQueue::RaiseNews() {
   const TRef<TRtuQueue> self(this);
-  if (!fTraces.Entries.empty()) {
+  if (std::exchange(fTellFailure, false)) {
+    OnFailure();
+  } else if (!fTraces.Entries.empty()) {
     RaiseTraces();
   } else if (std::exchange(fTellLost, false)) {
     OnPortLost(std::string(fLossReason));
@@ -189,7 +194,9 @@ void TRtuQueue::SetActive(bool value) {
   fNow = Loop().Now();
   if (value) {
     Open();
+    Record(TFlightKind::fkOpen);
   } else {
+    Record(TFlightKind::fkClose);
     Close();
   }
   Arm();
@@ -206,6 +213,7 @@ void TRtuQueue::SettingsChanged() {
 }
 
 void TRtuQueue::Open() {
+  fRecorder.Begin();
   fPort->Open(fSettings.Port);
   if (fLoop.Get() != &TLoop::Current()) fLoop = {};
   fNow = Loop().Now();
@@ -220,6 +228,7 @@ void TRtuQueue::Reopen() {
   fPort->Close();
   try {
     Open();
+    Record(TFlightKind::fkReopen);
   } catch (const EModLinkError& error) {
     Lose(error.what());
   }
@@ -229,6 +238,7 @@ void TRtuQueue::LookForPort() {
   if (fNow < fDue) return;
   try {
     Open();
+    Record(TFlightKind::fkReopen);
     fTellFound = true;
   } catch (const EModLinkError&) {
     fDue = fNow + milliseconds(fSettings.ReconnectInterval);
@@ -246,7 +256,9 @@ void TRtuQueue::Close() {
 
 void TRtuQueue::Lose(const std::string& reason) {
   fLossReason = reason;
-  fTellLost = true;
+  fTellLost = fTellFailure = true;
+  Record(TFlightKind::fkLost, 0, 0,
+         {reinterpret_cast<const std::uint8_t*>(reason.data()), reason.size()});
   Close();
   if (fSettings.ReconnectInterval == 0) return;
   fState = TState::Away;
@@ -257,6 +269,7 @@ void TRtuQueue::Lose(const std::string& reason) {
 void TRtuQueue::FailAll() {
   while (!Pending().empty()) {
     fCurrent = &Pending().front();
+    Record(TFlightKind::fkSkip, fCurrent->Number());
     Finish(TServerReply::srNone, {});
   }
 }
@@ -265,6 +278,7 @@ void TRtuQueue::FailAll() {
 
 void TRtuQueue::Queued(TModbusTransaction& transaction) {
   fNow = Loop().Now();
+  RecordQueued(transaction);
   if (&transaction == &Pending().front()) fFreeSince = fNow;
   Arm();
 }
@@ -276,7 +290,10 @@ void TRtuQueue::Dropped(const TModbusTransaction& transaction) {
     fAttempt = 0;
     fGroup = {};
   }
-  if (fTimer != nullptr) Arm();  // another one is the first now
+  if (fTimer == nullptr) return;
+  fNow = Loop().Now();
+  Record(TFlightKind::fkDiscard, transaction.Number());
+  Arm();  // another one is the first now
 }
 
 // From when on the first request may leave. A line that chatters is not waited for for ever.
@@ -303,6 +320,7 @@ void TRtuQueue::Send() {
   Prepare(*fCurrent);
   fReceiver.Expect(fFrame, fCurrent->Number());
   Trace(TTraceDirection::tdSent, fFrame);
+  Record(TFlightKind::fkSent, fCurrent->Number(), fAttempt, fFrame);
   ++fStatistics.Counters.Requests;
   fState = TState::Sending;
   fWritten = 0;
@@ -318,6 +336,7 @@ void TRtuQueue::Write() {
   if (done.Lost) return Lose(fPort->LossReason());
   fWritten += done.Count;
   fStatistics.Counters.BytesSent += done.Count;
+  if (done.Count < fFrame.size()) Record(TFlightKind::fkWrote, done.Count);
   if (fWritten == fFrame.size()) return Written();
   if (fNow < fDue) return;
   // The port takes no more, so nothing whole has been sent, and nobody owes a reply.
@@ -345,6 +364,7 @@ void TRtuQueue::Release() {
     }
     fPort->SetTransmitting(false);
     fSent = fNow;
+    Record(TFlightKind::fkReleased);
   }
   if (fFrame[0] == kBroadcast) {
     fReceiver.ExpectNothing();
@@ -360,12 +380,14 @@ void TRtuQueue::Release() {
 
 // Takes what has arrived; false when the port is lost.
 bool TRtuQueue::Receive() {
-  const TPortTransfer done = fPort->Read(fReceiver.Room());
+  const auto room = fReceiver.Room();
+  const TPortTransfer done = fPort->Read(room);
   if (done.Lost) {
     Lose(fPort->LossReason());
     return false;
   }
   fStatistics.Counters.BytesReceived += done.Count;
+  if (done.Count > 0) Record(TFlightKind::fkRead, 0, 0, room.first(done.Count));
   fReceiver.Received(done.Count, fNow);
   if (done.Count > 0) fSilentUntil = fNow + fTiming.Silence();
   return true;
@@ -384,6 +406,7 @@ void TRtuQueue::Await() {
 void TRtuQueue::Succeeded() {
   fStatistics.RoundTrips[fFrame[0]].Add(fNow - fStarted);
   Trace(TTraceDirection::tdReceived, fReceiver.ReplyFrame());
+  RecordEnd(fReceiver.Result());
   SetFree(fNow);
   if (fCurrent == nullptr) return;
   const bool files = fCurrent->Kind() == TTransactionKind::tkFileRecord &&
@@ -397,10 +420,14 @@ void TRtuQueue::Succeeded() {
 }
 
 void TRtuQueue::Failed(TServerReply kind) {
+  RecordEnd(kind);
   SetFree(fSent);
   if (fCurrent == nullptr) return;
   const bool again = fFrame[0] != kBroadcast && fAttempt < fSettings.MaxRetries;
-  if (!again) return Finish(kind, fReceiver.Reply());
+  if (!again) {
+    if (fFrame[0] != kBroadcast) fTellFailure = true;
+    return Finish(kind, fReceiver.Reply());
+  }
   ++fAttempt;
   ++fStatistics.Counters.Retries;
   fCurrent->CountRetry();
@@ -419,6 +446,35 @@ void TRtuQueue::SetFree(TTime lastCharacter) {
   fState = TState::Free;
   fFreeSince = fNow;
   fSilentUntil = std::max(fSilentUntil, lastCharacter + fTiming.Silence());
+}
+
+// ---- the recorder -------------------------------------------------------------------------------
+
+void TRtuQueue::Record(TFlightKind kind, std::uint64_t number, std::uint8_t detail,
+                       std::span<const std::uint8_t> data) {
+  fRecorder.Record(kind, fNow, static_cast<std::uint32_t>(number), detail, data);
+}
+
+// A list of file records has no frame yet: it is recorded as file, record and length of each.
+void TRtuQueue::RecordQueued(const TModbusTransaction& transaction) {
+  if (!fRecorder.IsRecording()) return;
+  const auto detail = static_cast<std::uint8_t>(transaction.Kind());
+  if (transaction.Kind() != TTransactionKind::tkFileRecord) {
+    return Record(TFlightKind::fkQueue, transaction.Number(), detail, transaction.Request().Data());
+  }
+  Bytes asked = ToBytes(transaction.Request().Data());
+  for (int i = 0; i < transaction.FileRecords().Count(); ++i) {
+    const TModbusFileRecord& record = transaction.FileRecords().Records(i);
+    for (const int word : {int{record.File}, int{record.Record}, record.Length}) {
+      asked.push_back(static_cast<std::uint8_t>(word >> 8));
+      asked.push_back(static_cast<std::uint8_t>(word));
+    }
+  }
+  Record(TFlightKind::fkQueue, transaction.Number(), detail, asked);
+}
+
+void TRtuQueue::RecordEnd(TServerReply kind) {
+  Record(TFlightKind::fkEnd, 0, static_cast<std::uint8_t>(kind));
 }
 
 }  // namespace OrvixModBus

@@ -10,6 +10,7 @@
 
 #include "platform/loop/uLoop.h"
 #include "platform/modbus/uFileRecordFrames.h"
+#include "platform/modbus/uFlightRecorder.h"
 #include "platform/modbus/uLineStatistics.h"
 #include "platform/modbus/uReplyReceiver.h"
 #include "platform/modbus/uSerialPort.h"
@@ -27,7 +28,8 @@ class TRtuQueue final : public TTransactionQueue {
 
   /// What is referred to must outlive the queue.
   TRtuQueue(const TLineSettings& settings, const TReplyLengths& lengths,
-            TLineStatistics& statistics, std::unique_ptr<TSerialPort> port);
+            TLineStatistics& statistics, TFlightRecorder& recorder,
+            std::unique_ptr<TSerialPort> port);
   ~TRtuQueue() override;
 
   bool Active() const override { return fState > TState::Away; }
@@ -37,6 +39,8 @@ class TRtuQueue final : public TTransactionQueue {
 
   TEvent<void(const std::string& reason)> OnPortLost;
   TEvent<void()> OnPortFound;
+  /// A request on the line has failed, or the port was lost; raised before what tells of that.
+  TEvent<void()> OnFailure;
   TEvent<void(TTraceDirection, std::span<const std::uint8_t>, TTime)> OnTrace;
 
  protected:
@@ -96,9 +100,14 @@ class TRtuQueue final : public TTransactionQueue {
   void Finish(TServerReply kind, std::span<const std::uint8_t> reply);
   void SetFree(TTime lastCharacter);
   void Trace(TTraceDirection direction, std::span<const std::uint8_t> frame);
+  void Record(TFlightKind kind, std::uint64_t number = 0, std::uint8_t detail = 0,
+              std::span<const std::uint8_t> data = {});
+  void RecordQueued(const TModbusTransaction& transaction);
+  void RecordEnd(TServerReply kind);
 
   const TLineSettings& fSettings;
   TLineStatistics& fStatistics;
+  TFlightRecorder& fRecorder;
   std::unique_ptr<TSerialPort> fPort;
   TPortSettings fOpened;  // what the port was opened with
   TLineTiming fTiming;
@@ -121,7 +130,7 @@ class TRtuQueue final : public TTransactionQueue {
 
   TTraces fTraces, fSpareTraces;
   std::string fLossReason;
-  bool fTellLost = false, fTellFound = false;
+  bool fTellLost = false, fTellFound = false, fTellFailure = false;
 };
 
 }  // namespace OrvixModBus

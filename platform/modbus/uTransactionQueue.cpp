@@ -35,11 +35,10 @@ int TTransactionQueue::CountPending(const TModbusClient* client) const {
 }
 
 void TTransactionQueue::Discard(const TModbusClient* client) {
-  TTransactionList dropped, waiting;
+  TTransactionList dropped;
   MoveOf(client, fEnded, dropped);
-  MoveOf(client, fPending, waiting);
-  for (const TModbusTransaction& transaction : waiting) Dropped(transaction);
-  dropped.splice(dropped.end(), waiting);
+  MoveOf(client, fPending, dropped);
+  for (const TModbusTransaction& transaction : dropped) Dropped(transaction);
 
   const TRef<TTransactionQueue> self(this);
   TFirstError error;

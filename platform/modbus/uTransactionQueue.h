@@ -40,7 +40,7 @@ class TTransactionQueue : public TObject {
  protected:
   /// transaction has been queued, the last of Pending().
   virtual void Queued(TModbusTransaction& transaction) = 0;
-  /// transaction has left Pending() uncompleted.
+  /// transaction will not be completed: it has left Pending(), or had its reply already.
   virtual void Dropped(const TModbusTransaction& transaction) = 0;
 
   TTransactionList& Pending() { return fPending; }
