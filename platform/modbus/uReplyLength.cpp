@@ -1,5 +1,7 @@
 #include "platform/modbus/uReplyLength.h"
 
+#include <algorithm>
+
 namespace OrvixModBus {
 namespace {
 
@@ -50,9 +52,12 @@ TReplyLength TReplyLengths::Judge(std::span<const std::uint8_t> request,
   switch (rule.Kind) {
     case TRule::TKind::Fixed:
       return AtLength(rule.Length, reply.size());
-    case TRule::TKind::Counted:
-      if (reply.size() <= rule.Position) return {TKind::More, rule.Length};
-      return AtLength(std::size_t{rule.Length} + reply[rule.Position], reply.size());
+    case TRule::TKind::Counted: {
+      const std::size_t least = std::size_t{rule.Position} + 1;  // the count itself is there
+      if (reply.size() < least) return {TKind::More, std::max<std::size_t>(rule.Length, least)};
+      const std::size_t length = std::size_t{rule.Length} + reply[rule.Position];
+      return length < least ? TReplyLength{TKind::Junk} : AtLength(length, reply.size());
+    }
     case TRule::TKind::Request: {
       const std::uint8_t byte = ByteAt(request, rule.Position);
       const bool longer = byte >= rule.First && byte <= rule.Last;

@@ -91,9 +91,13 @@ std::size_t LeastReplyLength(const TReplyLengths& lengths, TSpan request) {
     return lengths.Judge(request, request.first(kFirst)).Length;
   }
   const TMatchRule rule = RuleOf(request[1]);
-  if (length.Position == kFirst) return length.Length + ByteCount(rule, request).value_or(0);
-  const bool echoed = length.Position < kFirst + rule.Echoed && length.Position < request.size();
-  return length.Length + std::size_t{echoed ? request[length.Position] : std::uint8_t{0}};
+  std::size_t count = 0;
+  if (length.Position == kFirst) {
+    count = ByteCount(rule, request).value_or(0);
+  } else if (length.Position < kFirst + rule.Echoed && length.Position < request.size()) {
+    count = request[length.Position];
+  }
+  return std::min(length.Length + count, kMaxReplyLength);
 }
 
 bool ReplyMayEqualRequest(const TReplyLengths& lengths, TSpan request) {

@@ -21,7 +21,8 @@ bool ReplyFits(std::span<const std::uint8_t> request, std::span<const std::uint8
 /// Could a normal reply to one request pass for a reply to the other one?
 bool RepliesAlike(std::span<const std::uint8_t> one, std::span<const std::uint8_t> other);
 
-/// The length, check sum included, of the shortest normal reply that fits request.
+/// The length, check sum included, of the shortest normal reply that fits request;
+/// kMaxReplyLength when none does, because it asks for more.
 std::size_t LeastReplyLength(const TReplyLengths& lengths, std::span<const std::uint8_t> request);
 
 /// Could a reply be the same bytes as its request? Then it can't be told from an echo.

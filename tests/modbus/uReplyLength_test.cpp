@@ -81,6 +81,16 @@ TEST(TReplyLengths, NoReplyIsLongerThanTheLongestPagedOne) {
   EXPECT_EQ(lengths.Judge({}, Bytes(264, 0x41)).Kind, TKind::Junk);
 }
 
+TEST(TReplyLengths, ACountFarBehindIsWaitedForAndAReplyThatEndsBeforeItIsNone) {
+  TReplyLengths lengths;
+  lengths.Set(0x42, TReplyLengthRule::Counted(0, 6));  // the count is the whole length
+  const TReplyLength length = lengths.Judge({}, Hex("01 42 00 00"));
+  EXPECT_EQ(length.Kind, TKind::More);
+  EXPECT_EQ(length.Length, 7u);
+  EXPECT_EQ(lengths.Judge({}, Hex("01 42 00 00 00 00 09")).Length, 9u);
+  EXPECT_EQ(lengths.Judge({}, Hex("01 42 00 00 00 00 06")).Kind, TKind::Junk);
+}
+
 TEST(TReplyLengths, AnApplicationSetsARuleOfEveryKind) {
   TReplyLengths lengths;
   lengths.Set(0x42, TReplyLengthRule::Fixed(6));

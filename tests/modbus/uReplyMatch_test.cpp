@@ -106,6 +106,9 @@ TEST(TReplyMatch, LeastReplyLength) {
       {"01 03", 5},
       {"01", 4},
       {"", 4},
+      {"01 03 00 00 00 80", 261},
+      {"01 03 00 00 FF FF", 263},  // no reply holds as much
+      {"01 02 00 00 FF FF", 263},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(LeastReplyLength(lengths, Hex(c.Request)), c.Length) << c.Request;

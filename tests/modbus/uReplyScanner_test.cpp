@@ -73,6 +73,21 @@ TEST_F(TScanner, TheMissingBytesAreThoseThatTheRequestAsksForUntilTheReplyTells)
   EXPECT_EQ(Scanner.Missing(), 3u);
 }
 
+TEST_F(TScanner, MoreThanAReplyHoldsIsNeverMissing) {
+  Scanner.Expect(Frame("01 03 00 00 FF FF"), false);
+  Feed(Hex("01"));
+  Next();
+  EXPECT_EQ(Scanner.Missing(), kMaxReplyLength - 1);
+}
+
+TEST_F(TScanner, ACountFarBehindIsMissingUntilItIsThere) {
+  Lengths.Set(0x42, TReplyLengthRule::Counted(0, 6));
+  Scanner.Expect(Frame("01 42"), false);
+  Feed(Hex("01 42 00 00"));
+  Next();
+  EXPECT_EQ(Scanner.Missing(), 3u);
+}
+
 TEST_F(TScanner, AByteLikeTheServersAddressAloneIsNoBrokenReply) {
   Feed(Hex("01"));
   EXPECT_EQ(Next(), TKind::None);
