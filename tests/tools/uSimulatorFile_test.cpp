@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <map>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include "platform/rtl/uException.h"
 #include "platform/rtl/uTextFile.h"
@@ -152,6 +156,69 @@ TEST(SimulatorFile, ReadsTheFaults) {
   EXPECT_EQ(simulator.Faults[2].Fault, EFault::WrongCheckSum);
 }
 
+// A file with one fault that has these members.
+TFaultRule ReadFault(const std::string& members) {
+  return Read(R"({"servers": [], "faults": [{)" + members + "}]}").Faults.at(0);
+}
+
+TEST(SimulatorFile, ReadsTheParametersOfFaults) {
+  using namespace std::chrono_literals;
+  EXPECT_EQ(ReadFault(R"("fault": "late", "delay": 1.5)").Delay, 1500us);
+  EXPECT_EQ(ReadFault(R"("fault": "late")").Delay, std::nullopt);
+  EXPECT_EQ(ReadFault(R"("fault": "hangup", "duration": 3600000)").Duration, 1h);
+  EXPECT_EQ(ReadFault(R"("fault": "cut", "at": 0)").Position, 0U);
+  EXPECT_EQ(ReadFault(R"("fault": "noise", "count": 4096)").Count, 4096U);
+  EXPECT_FALSE(ReadFault(R"("fault": "echo", "reply": false)").Reply);
+  EXPECT_TRUE(ReadFault(R"("fault": "echo")").Reply);
+  EXPECT_EQ(ReadFault(R"("fault": "exception", "code": 0)").ExceptionCode, 0);
+  EXPECT_EQ(ReadFault(R"("fault": "exception")").ExceptionCode, 4);
+  EXPECT_EQ(ReadFault(R"("fault": "twice", "probability": 0.05)").Probability, 0.05);
+  EXPECT_EQ(ReadFault(R"("fault": "twice")").Probability, 1);
+}
+
+TEST(SimulatorFile, KnowsAndTellsOfEveryFault) {
+  for (const TFaultForm& form : FaultForms()) {
+    const std::string name(form.Name);
+    SCOPED_TRACE(name);
+    EXPECT_EQ(ReadFault("\"fault\": \"" + name + "\"").Fault, form.Fault);
+    EXPECT_NE(kSimulatorFileForm.find("{\"fault\": \"" + name + "\"}"), std::string_view::npos);
+  }
+}
+
+TEST(SimulatorFile, FaultsHaveTheirOwnParametersAlone) {
+  const std::pair<unsigned, std::string> parameters[] = {
+      {fpDelay, R"("delay": 1)"}, {fpDuration, R"("duration": 1)"}, {fpPosition, R"("at": 1)"},
+      {fpCount, R"("count": 1)"}, {fpReply, R"("reply": true)"},    {fpCode, R"("code": 1)"}};
+  for (const TFaultForm& form : FaultForms()) {
+    for (const auto& [bit, text] : parameters) {
+      const std::string members = "\"fault\": \"" + std::string(form.Name) + "\", " + text;
+      SCOPED_TRACE(members);
+      const bool has = (form.Parameters & bit) != 0;
+      if (has) {
+        EXPECT_NO_THROW(ReadFault(members));
+      } else {
+        EXPECT_THROW(ReadFault(members), Exception);
+      }
+    }
+  }
+}
+
+TEST(SimulatorFile, SeedsTheFaults) {
+  const auto numbers = [](const std::string& seed) {
+    TSimulator simulator = Read(R"({"servers": [{"address": 17, "holding": {"0": [1]}}], )" + seed +
+                                R"("faults": [{"fault": "silence", "probability": 0.5}]})");
+    std::string silent;
+    for (int i = 0; i < 64; ++i) {
+      silent += simulator.Answer(FromHex("11 03 00 00 00 01 86 9A")).Pieces.empty() ? '1' : '0';
+    }
+    return silent;
+  };
+  EXPECT_EQ(numbers(R"("seed": 18446744073709551615, )"),
+            numbers(R"("seed": 18446744073709551615, )"));
+  EXPECT_NE(numbers(R"("seed": 7, )"), numbers(R"("seed": 8, )"));
+  EXPECT_EQ(numbers(""), numbers(R"("seed": 1, )"));
+}
+
 TEST(SimulatorFile, LastAddressesCanBeFilled) {
   TSimulator simulator = ReadServer(R"("holding": {"65534": [1, 2]},
     "paged": {"0xFFFFFF": "AA"}, "input": {"65535": {"count": 1, "formula": "ramp",
@@ -188,7 +255,7 @@ TEST(SimulatorFile, NamesFileAndPlaceOfAMistake) {
       {R"({"servers": [{"address": "1"}]})", "plant.json:/servers/0/address must be 1 to 247"},
       {R"({"servers": [{"address": 1}, {"address": 1}]})",
        "plant.json:/servers/1/address is there twice"},
-      {R"({"servers": [], "faults": [{"fault": "late"}]})",
+      {R"({"servers": [], "faults": [{"fault": "flood"}]})",
        "plant.json:/faults/0/fault is no known fault"},
       {R"({"servers": [], "faults": [{}]})", "plant.json:/faults/0 lacks \"fault\""},
       {R"({"servers": [], "faults": [{"fault": "silence", "requests": [2]}]})",
@@ -196,7 +263,24 @@ TEST(SimulatorFile, NamesFileAndPlaceOfAMistake) {
       {R"({"servers": [], "faults": [{"fault": "silence", "requests": [2, 1]}]})",
        "plant.json:/faults/0/requests/1 must be 2 to 18446744073709551615"},
       {R"({"servers": [], "faults": [{"fault": "exception", "code": 256}]})",
-       "plant.json:/faults/0/code must be 1 to 255"},
+       "plant.json:/faults/0/code must be 0 to 255"},
+      {R"({"servers": [], "faults": [{"fault": "silence", "code": 4}]})",
+       "plant.json:/faults/0 can't have \"code\""},
+      {R"({"servers": [], "faults": [{"fault": "late", "delay": -1}]})",
+       "plant.json:/faults/0/delay must be 0 to 3600000"},
+      {R"({"servers": [], "faults": [{"fault": "late", "delay": "1 s"}]})",
+       "plant.json:/faults/0/delay must be a number"},
+      {R"({"servers": [], "faults": [{"fault": "hangup", "duration": 3600001}]})",
+       "plant.json:/faults/0/duration must be 0 to 3600000"},
+      {R"({"servers": [], "faults": [{"fault": "noise", "count": 0}]})",
+       "plant.json:/faults/0/count must be 1 to 4096"},
+      {R"({"servers": [], "faults": [{"fault": "cut", "at": 4097}]})",
+       "plant.json:/faults/0/at must be 0 to 4096"},
+      {R"({"servers": [], "faults": [{"fault": "echo", "reply": 0}]})",
+       "plant.json:/faults/0/reply must be true or false"},
+      {R"({"servers": [], "faults": [{"fault": "bit", "probability": 1.5}]})",
+       "plant.json:/faults/0/probability must be 0 to 1"},
+      {R"({"servers": [], "seed": -1})", "plant.json:/seed must be 0 to 18446744073709551615"},
   };
   for (const TMistake& mistake : mistakes) {
     SCOPED_TRACE(mistake.Text);

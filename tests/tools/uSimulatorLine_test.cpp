@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,9 +17,12 @@
 #include "platform/loop/uSystemLoop.h"
 #include "platform/rtl/uException.h"
 #include "tests/tools/uHexFrame.h"
+#include "tools/simulator/uHandlePort.h"
+#include "tools/simulator/uMemoryCable.h"
 #include "tools/simulator/uOwnedHandle.h"
 #include "tools/simulator/uPseudoTerminal.h"
 #include "tools/simulator/uSimulator.h"
+#include "tools/simulator/uTerminalPort.h"
 
 namespace OrvixModBus {
 namespace {
@@ -65,7 +69,9 @@ class ALine : public testing::Test {
  protected:
   ALine() : ALine(MakeSockets()) {}
   explicit ALine(const std::pair<THandle, THandle>& ends)
-      : fOwn(ends.first, "socket"), fOther(std::make_unique<TOwnedHandle>(ends.second, "socket")) {
+      : fOwn(ends.first, "socket"),
+        fPort(ends.first),
+        fOther(std::make_unique<TOwnedHandle>(ends.second, "socket")) {
     fSimulator.Device(0x11).Holding.SetFormula(
         1, 20, [](std::uint32_t index, double) { return index + 1; });
     fSimulator.Device(0x11).Holding.Set(0x6B, {0x022B});
@@ -73,7 +79,7 @@ class ALine : public testing::Test {
 
   void Open(const TSimulatorLineSettings& settings = {}) {
     fLine = std::make_unique<TSimulatorLine>(
-        fLoop, fOwn.Get(), [this](auto request) { return fSimulator.Answer(request); }, settings);
+        fLoop, fPort, [this](auto request) { return fSimulator.Answer(request); }, settings);
     fLine->OnFrame = [this](ELineFrame kind, std::span<const std::uint8_t> frame) {
       fFrames.push_back((kind == ELineFrame::Request ? "request " : "reply ") + ToHex(frame));
     };
@@ -98,6 +104,7 @@ class ALine : public testing::Test {
   TSimulator fSimulator;
   TManualLoop fLoop;
   TOwnedHandle fOwn;
+  THandlePort fPort;
   std::unique_ptr<TOwnedHandle> fOther;
   std::unique_ptr<TSimulatorLine> fLine;
   std::vector<std::string> fFrames;
@@ -241,7 +248,7 @@ TEST_F(ALine, ReportsItsHangUp) {
     fLoop.RunPending();
     ADD_FAILURE() << "no exception";
   } catch (const Exception& error) {
-    EXPECT_STREQ(error.what(), "The line has hung up");
+    EXPECT_STREQ(error.what(), "The line has hung up: the other end is closed");
   }
 }
 
@@ -249,9 +256,7 @@ TEST_F(ALine, RefusesBurstsOfNothing) {
   EXPECT_THROW(Open({.Burst = 0}), EArgumentOutOfRangeException);
 }
 
-TEST_F(ALine, RefusesAHandleThatIsNone) {
-  EXPECT_THROW(TSimulatorLine(fLoop, -1, [](auto) { return Bytes(); }), Exception);
-}
+TEST_F(ALine, RefusesAHandleThatIsNone) { EXPECT_THROW(THandlePort(-1), Exception); }
 
 constexpr std::uint32_t kMillisecondEach = 11000;  // baud: a character of 11 bits takes 1 ms
 
@@ -354,6 +359,191 @@ TEST_F(ALine, CharacterTimeIsNeverTooShort) {
   EXPECT_EQ(Received(), kReply);
 }
 
+// ---- faults -------------------------------------------------------------------------------------
+
+TEST_F(ALine, ServesOtherRequestsWhileAReplyIsLate) {
+  fSimulator.Faults = {{.Last = 1, .Fault = EFault::Late, .Delay = 30ms}};
+  Open();
+  Send(kQuestion);
+  fLoop.Pass(10ms);
+  Send(kWrite);
+  EXPECT_EQ(Received(), kWrite);
+  fLoop.Pass(20ms - 1ns);
+  EXPECT_EQ(Received(), "");
+  fLoop.Pass(1ns);
+  EXPECT_EQ(Received(), kReply) << "the value as it was when it was asked for";
+}
+
+TEST_F(ALine, RepliesOfOneTimeComeInTheOrderOfTheirRequests) {
+  fSimulator.Faults = {{.Last = 1, .Fault = EFault::Late, .Delay = 30ms}};
+  Open({.Turnaround = 10ms});
+  Send(kQuestion);
+  fLoop.Pass(30ms);
+  Send(kWrite);
+  fLoop.Pass(10ms);
+  EXPECT_EQ(Received(), std::string(kReply) + " " + kWrite);
+}
+
+TEST_F(ALine, PacedRepliesDoNotOverlap) {
+  fSimulator.Faults = {{.Last = 1, .Fault = EFault::Late, .Delay = 12ms}};
+  Open({.BaudRate = kMillisecondEach, .Burst = 100});
+  Send(kQuestion);  // whole at 8, answered at 20 to 27
+  fLoop.Pass(8ms);
+  Send(kLongQuestion);  // whole at 16, answered from then on, until 61
+  fLoop.Pass(8ms);
+  fLoop.Pass(45ms);
+  EXPECT_EQ(Received(), kLongReply);
+  fLoop.Pass(7ms - 1ns);
+  EXPECT_EQ(Received(), "");
+  fLoop.Pass(1ns);
+  EXPECT_EQ(Received(), kReply);
+}
+
+TEST_F(ALine, PiecesArriveAtTheirTimes) {
+  fSimulator.Faults = {{.Fault = EFault::Pause, .Delay = 5ms, .Position = 3}};
+  Open();
+  Send(kQuestion);
+  EXPECT_EQ(Received(), "11 03 02");
+  EXPECT_EQ(fFrames.size(), 1U);
+  fLoop.Pass(5ms - 1ns);
+  EXPECT_EQ(Received(), "");
+  fLoop.Pass(1ns);
+  EXPECT_EQ(Received(), "02 2B 38 F8");
+  EXPECT_EQ(fFrames.at(1), std::string("reply ") + kReply);
+}
+
+TEST_F(ALine, PacedPauseBeginsBehindTheLastCharacter) {
+  fSimulator.Faults = {{.Fault = EFault::Pause, .Delay = 5ms, .Position = 3}};
+  Open({.BaudRate = kMillisecondEach});
+  Send(kQuestion);
+  fLoop.Pass(8ms + 3ms);
+  EXPECT_EQ(Received(), "11 03 02");
+  fLoop.Pass(5ms + 4ms - 1ns);
+  EXPECT_EQ(Received(), "");
+  fLoop.Pass(1ns);
+  EXPECT_EQ(Received(), "02 2B 38 F8");
+}
+
+// A program at the near end of a cable in memory, the line at the far end.
+class ACable : public testing::Test {
+ protected:
+  ACable() {
+    fSimulator.Device(0x11).Holding.Set(0x6B, {0x022B});
+    fPort->Open({.Name = "cable"});
+  }
+
+  void Send() { EXPECT_EQ(fPort->Write(FromHex(kQuestion)).Count, 8U); }
+  void Pass(std::chrono::nanoseconds time) {
+    fLoop.RunUntil([] { return false; }, time);
+  }
+  std::string Received() {
+    std::array<std::uint8_t, 64> buffer{};
+    const TPortTransfer done = fPort->Read(buffer);
+    return done.Lost ? "lost" : ToHex(std::span(buffer).first(done.Count));
+  }
+  bool CanOpen() {
+    try {
+      fPort->Open({.Name = "cable"});
+      return true;
+    } catch (const EModLinkError&) {
+      return false;
+    }
+  }
+
+  TVirtualLoop fLoop;
+  TMemoryCable fCable{fLoop};
+  TSimulator fSimulator;
+  TSimulatorLine fLine{fLoop, fCable.FarEnd(),
+                       [this](auto request) { return fSimulator.Answer(request); }};
+  const std::unique_ptr<TSerialPort> fPort = fCable.NewPort();
+};
+
+TEST_F(ACable, CarriesRequestAndReply) {
+  Send();
+  Pass(1us);
+  EXPECT_EQ(Received(), kReply);
+}
+
+TEST_F(ACable, HangsUpAndReturns) {
+  fSimulator.Faults = {{.Last = 1, .Fault = EFault::HangUp, .Duration = 300ms}};
+  Send();
+  Pass(1us);
+  EXPECT_EQ(Received(), "lost");
+  Pass(300ms - 2us);
+  EXPECT_FALSE(CanOpen());
+  Pass(1us);
+  ASSERT_TRUE(CanOpen());
+  Send();
+  Pass(1us);
+  EXPECT_EQ(Received(), kReply);
+}
+
+TEST_F(ACable, WhatWasToComeIsLostWithTheCable) {
+  fSimulator.Faults = {{.Last = 1, .Fault = EFault::Late, .Delay = 500ms},
+                       {.First = 2, .Last = 2, .Fault = EFault::HangUp, .Duration = 100ms}};
+  Send();
+  Pass(10ms);
+  Send();
+  Pass(200ms);
+  ASSERT_TRUE(CanOpen());
+  Pass(1s);
+  EXPECT_EQ(Received(), "");
+}
+
+TEST_F(ACable, BabblesForItsTimeAlone) {
+  fSimulator.Faults = {{.Last = 1, .Fault = EFault::Babble, .Delay = 10ms, .Duration = 200ms}};
+  Send();
+  Pass(100ms);
+  EXPECT_EQ(FromHex(Received()).size(), 10U);
+  Pass(1s);
+  EXPECT_EQ(FromHex(Received()).size(), 10U);
+}
+
+TEST_F(ACable, SeveralLinesRunInOneLoop) {
+  TMemoryCable other(fLoop);
+  TSimulator simulator;
+  simulator.Device(0x11).Holding.Set(0x6B, {0x1234});
+  const TSimulatorLine line(fLoop, other.FarEnd(),
+                            [&](auto request) { return simulator.Answer(request); });
+  const auto port = other.NewPort();
+  port->Open({});
+  port->Write(FromHex(kQuestion));
+  Send();
+  Pass(1us);
+  EXPECT_EQ(Received(), kReply);
+  std::array<std::uint8_t, 64> buffer{};
+  EXPECT_EQ(ToHex(std::span(buffer).first(port->Read(buffer).Count)), kReplyAfterWrite);
+}
+
+// On the system's own loop: the terminal is gone, and another one comes back under its name.
+TEST(ATerminalPort, HangsUpAndReturnsUnderItsName) {
+  const std::string link = testing::TempDir() + "line_" + std::to_string(getpid()) + "_link";
+  TSimulator simulator;
+  simulator.Device(0x11).Holding.Set(0x6B, {0x022B});
+  simulator.Faults = {{.Last = 1, .Fault = EFault::HangUp, .Duration = 20ms}};
+  TTerminalPort device(link);
+  TSystemLoop loop;
+  const TSimulatorLine line(loop, device, [&](auto request) { return simulator.Answer(request); });
+  const auto port = TSerialPort::New();
+  std::array<std::uint8_t, 64> buffer{};
+  const auto open = [&] {
+    try {
+      port->Open({.Name = link});
+      return port->Write(FromHex(kQuestion)).Count == 8;
+    } catch (const EModLinkError&) {
+      return false;
+    }
+  };
+  ASSERT_TRUE(open());
+  EXPECT_TRUE(loop.RunUntil([&] { return port->Read(buffer).Lost; }, 5s));
+  EXPECT_FALSE(std::filesystem::is_symlink(link));
+  port->Close();
+  EXPECT_TRUE(loop.RunUntil(open, 5s));
+  std::size_t count = 0;
+  EXPECT_TRUE(loop.RunUntil([&] { return (count += port->Read(buffer).Count) > 0; }, 5s));
+  EXPECT_EQ(ToHex(std::span(buffer).first(count)), kReply);
+}
+
 // On the system's own clock and a pseudo-terminal: nothing comes before its time.
 TEST(ASimulatorLine, KeepsToTheBaudRateInRealTime) {
   TSimulator simulator;
@@ -362,8 +552,8 @@ TEST(ASimulatorLine, KeepsToTheBaudRateInRealTime) {
   const TOwnedHandle port(open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "port");
   TSystemLoop loop;
   const auto answer = [&](auto request) { return simulator.Answer(request); };
-  const TSimulatorLine line(loop, terminal.Handle(), answer,
-                            {.BaudRate = 115200, .Turnaround = 2ms});
+  THandlePort device(terminal.Handle());
+  const TSimulatorLine line(loop, device, answer, {.BaudRate = 115200, .Turnaround = 2ms});
   std::size_t size = 0;
   const auto begin = loop.Now();
   const auto watch = loop.NewWatch(port.Get(), [&](TReadiness) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/tools/uHexFrame.h"
+#include "tools/simulator/uPseudoTerminal.h"
 
 namespace OrvixModBus {
 namespace {
@@ -78,7 +79,7 @@ TEST(SimulatorOutlet, APortIsServedByItsName) {
   const TPseudoTerminal cable;
   const TSimulatorOutlet outlet({.Port = {.Name = cable.Path()}, .Link = ""});
   EXPECT_EQ(outlet.Path(), cable.Path());
-  EXPECT_NE(outlet.Handle(), cable.Handle());
+  EXPECT_NE(outlet.Port().Handle(), cable.Handle());
 }
 
 TEST(SimulatorOutlet, APortThatIsNotThereIsAnError) {

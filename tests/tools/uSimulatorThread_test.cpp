@@ -12,6 +12,7 @@
 #include "platform/rtl/uException.h"
 #include "tests/tools/uHexFrame.h"
 #include "tools/simulator/uPseudoTerminal.h"
+#include "tools/simulator/uTerminalPort.h"
 
 namespace OrvixModBus {
 namespace {
@@ -21,8 +22,8 @@ constexpr char kReply[] = "11 03 02 02 2B 38 F8";
 constexpr char kWrite[] = "11 06 00 6B 12 34 F7 F1";
 
 // Sends a request to the terminal's other end and returns what comes, up to so many bytes.
-std::string Exchange(const TPseudoTerminal& terminal, std::string_view request, std::size_t size) {
-  const TOwnedHandle port(open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "port");
+std::string Exchange(const std::string& path, std::string_view request, std::size_t size) {
+  const TOwnedHandle port(open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "port");
   const Bytes bytes = FromHex(request);
   EXPECT_EQ(write(port.Get(), bytes.data(), bytes.size()), std::ssize(bytes));
   Bytes reply;
@@ -34,6 +35,10 @@ std::string Exchange(const TPseudoTerminal& terminal, std::string_view request, 
     reply.insert(reply.end(), buffer.begin(), buffer.begin() + count);
   }
   return ToHex(reply);
+}
+
+std::string Exchange(const TPseudoTerminal& terminal, std::string_view request, std::size_t size) {
+  return Exchange(terminal.Path(), request, size);
 }
 
 std::ptrdiff_t CountHandles() {
@@ -99,6 +104,17 @@ TEST_F(ASimulatorThread, StopsInTheMiddleOfAReply) {
   const Bytes request = FromHex(kQuestion);
   ASSERT_EQ(write(port.Get(), request.data(), request.size()), std::ssize(request));
   EXPECT_NO_THROW(thread.Stop());
+}
+
+TEST_F(ASimulatorThread, ServesAPortThatHangsUpAndReturns) {
+  fSimulator.Faults = {{.Last = 1, .Fault = EFault::HangUp, .Duration = std::chrono::seconds(0)}};
+  TTerminalPort port(testing::TempDir() + "thread_" + std::to_string(getpid()) + "_link");
+  const std::string before = port.Path();
+  TSimulatorThread thread(fSimulator, port);
+  EXPECT_EQ(Exchange(before, kQuestion, 7), "") << "the terminal is gone";
+  thread.Stop();
+  const TSimulatorThread again(fSimulator, port);
+  EXPECT_EQ(Exchange(port.Path(), kQuestion, 7), kReply);
 }
 
 TEST_F(ASimulatorThread, StopTellsWhatEndedTheLine) {

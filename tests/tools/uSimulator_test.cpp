@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,7 +51,7 @@ class ASimulator : public testing::Test {
   ASimulator() { FillDevices(fSimulator); }
 
   std::string Answer(std::string_view request) {
-    return ToHex(fSimulator.Answer(FromHex(request)));
+    return ToHex(fSimulator.Answer(FromHex(request)).AllBytes());
   }
 
   TSimulator fSimulator;
@@ -208,8 +209,9 @@ struct TJournalCase {
 std::string TextOf(const std::vector<TJournalEntry>& journal) {
   std::string text;
   for (const TJournalEntry& entry : journal) {
-    text += ToHex(Bytes{entry.Address}) + ": " + ToHex(entry.Request) + " -> " +
-            ToHex(entry.Reply) + "\n";
+    text += ToHex(Bytes{entry.Address}) + ": " + ToHex(entry.Request) + " -> " + ToHex(entry.Reply);
+    if (entry.Fault != EFault::None) text += " " + std::string(FaultName(entry.Fault));
+    text += "\n";
   }
   return text;
 }
@@ -221,12 +223,15 @@ TEST_F(ASimulator, KeepsAJournalOfWhatWasForItsDevices) {
       {"Refused", "11 2B 0E 01 00 B1 B4", {}, "11: 2B 0E 01 00 -> AB 01\n"},
       {"FunctionCodeAlone", "12 11 CD 1C", {}, "12: 11 -> 91 01\n"},
       {"Broadcast", kBroadcast, {}, "00: 06 00 6B 00 01 -> \n"},
-      {"Silence", kQuestion, {{.Fault = EFault::Silence}}, "11: 03 00 6B 00 01 -> \n"},
-      {"Exception", kQuestion, {{.Fault = EFault::Exception}}, "11: 03 00 6B 00 01 -> 83 04\n"},
+      {"Silence", kQuestion, {{.Fault = EFault::Silence}}, "11: 03 00 6B 00 01 ->  silence\n"},
+      {"Exception",
+       kQuestion,
+       {{.Fault = EFault::Exception}},
+       "11: 03 00 6B 00 01 -> 83 04 exception\n"},
       {"ReplyOfWrongCheckSum",
        kQuestion,
        {{.Fault = EFault::WrongCheckSum}},
-       "11: 03 00 6B 00 01 -> 03 02 02 2B\n"},
+       "11: 03 00 6B 00 01 -> 03 02 02 2B checksum\n"},
       {"AnotherServer", "13 03 00 6B 00 01 F6 A4", {}, ""},
       {"WrongCheckSum", "11 03 00 6B 00 01 F7 FF", {}, ""},
   };
@@ -253,6 +258,20 @@ TEST_F(ASimulator, JournalIsInTheOrderOfTheRequests) {
 TEST_F(ASimulator, KeepsNoJournalUnlessAsked) {
   EXPECT_EQ(Answer(kQuestion), kReply);
   EXPECT_TRUE(fSimulator.Journal.empty());
+}
+
+TEST_F(ASimulator, TellsOfEveryRequestWhatBefellIt) {
+  std::vector<TJournalEntry> entries;
+  fSimulator.OnRequest = [&](const TJournalEntry& entry) { entries.push_back(entry); };
+  fSimulator.Faults = {{.First = 2, .Last = 2, .Fault = EFault::Cut}};
+  for (const char* frame : {kQuestion, kInputQuestion, kBroadcast}) Answer(frame);
+  EXPECT_EQ(TextOf(entries),
+            "11: 03 00 6B 00 01 -> 03 02 02 2B\n"
+            "11: 04 00 08 00 01 -> 04 02 00 0A cut\n"
+            "00: 06 00 6B 00 01 -> \n");
+  EXPECT_EQ(fSimulator.FaultCount(EFault::None), 2U);
+  EXPECT_EQ(fSimulator.FaultCount(EFault::Cut), 1U);
+  EXPECT_EQ(fSimulator.FaultCount(EFault::HangUp), 0U);
 }
 
 TEST_F(ASimulator, TakesTheTimeFromItsClock) {
@@ -328,6 +347,63 @@ TEST_F(ASimulator, FirstFaultThatFitsCounts) {
   fSimulator.Faults = {{.Function = 0x03, .Fault = EFault::None}, {.Fault = EFault::Silence}};
   EXPECT_EQ(Answer(kQuestion), kReply);
   EXPECT_EQ(Answer(kInputQuestion), "");
+}
+
+// The names of what befell so many reads.
+std::string Befallen(TSimulator& simulator, int count) {
+  std::string names;
+  simulator.OnRequest = [&](const TJournalEntry& entry) {
+    names += std::string(FaultName(entry.Fault)) + " ";
+  };
+  for (int i = 0; i < count; ++i) simulator.Answer(FromHex(kQuestion));
+  simulator.OnRequest = {};
+  return names;
+}
+
+TEST_F(ASimulator, SameSeedGivesTheSameFaults) {
+  fSimulator.Faults = {{.Fault = EFault::Silence, .Probability = 0.2},
+                       {.Fault = EFault::Noise, .Probability = 0.2}};
+  const std::string first = Befallen(fSimulator, 50);
+  const std::string second = Befallen(fSimulator, 50);
+  EXPECT_NE(first, second);
+  fSimulator.SetSeed(1);
+  EXPECT_EQ(Befallen(fSimulator, 50), first);
+  EXPECT_EQ(Befallen(fSimulator, 50), second);
+  fSimulator.SetSeed(2);
+  EXPECT_NE(Befallen(fSimulator, 50), first);
+}
+
+TEST_F(ASimulator, FaultsBefallAsManyAsTheirProbabilityTells) {
+  fSimulator.Faults = {{.Fault = EFault::Silence, .Probability = 0},
+                       {.Fault = EFault::Echo, .Probability = 0.05},
+                       {.Fault = EFault::Twice, .Probability = 0.5}};
+  Befallen(fSimulator, 10'000);
+  EXPECT_EQ(fSimulator.FaultCount(EFault::Silence), 0U);
+  EXPECT_NEAR(static_cast<double>(fSimulator.FaultCount(EFault::Echo)), 500, 100);
+  EXPECT_NEAR(static_cast<double>(fSimulator.FaultCount(EFault::Twice)), 4750, 200);
+}
+
+TEST_F(ASimulator, AProbabilityIsOfTheRequestsThatFit) {
+  fSimulator.Faults = {{.Function = 0x04, .Fault = EFault::Silence, .Probability = 1},
+                       {.Fault = EFault::Silence, .Probability = 0}};
+  EXPECT_EQ(Answer(kQuestion), kReply);
+  EXPECT_EQ(Answer(kInputQuestion), "");
+}
+
+TEST_F(ASimulator, ExceptionCode0IsAnyOf1To11) {
+  fSimulator.Faults = {{.Fault = EFault::Exception, .ExceptionCode = 0}};
+  std::set<int> codes;
+  for (int i = 0; i < 300; ++i) {
+    codes.insert(fSimulator.Answer(FromHex(kQuestion)).AllBytes().at(2));
+  }
+  EXPECT_EQ(codes, (std::set<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}));
+}
+
+TEST_F(ASimulator, HangsUpAfterABroadcastToo) {
+  fSimulator.Faults = {{.Fault = EFault::HangUp}};
+  const TSimulatedReply reply = fSimulator.Answer(FromHex(kBroadcast));
+  EXPECT_TRUE(reply.Pieces.empty());
+  EXPECT_TRUE(reply.HangUp);
 }
 
 TEST_F(ASimulator, TellsTheSizeOfARequestFrame) {

@@ -8,6 +8,7 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -60,6 +61,7 @@ struct TOptions {
   std::uint32_t BaudRate = 19200;
   std::string Parity = "even";
   double Turnaround = 0;  // ms
+  std::optional<std::uint64_t> Seed;
   std::size_t Burst = TSimulatorLineSettings().Burst;
   bool Pace = false;
   bool Trace = false;
@@ -92,6 +94,8 @@ void Describe(CLI::App& app, TOptions& options) {
       ->check(CLI::Range(0.0, 60'000.0))
       ->type_name("MS")
       ->capture_default_str();
+  app.add_option("--seed", options.Seed, "of the file's faults, in place of its own")
+      ->type_name("N");
   app.add_flag("--trace", options.Trace, "print all frames: > requests, < replies");
   port->excludes(link)->excludes(pace);
   app.footer(
@@ -119,6 +123,7 @@ void Print(ELineFrame kind, std::span<const std::uint8_t> frame) {
 void Serve(const TOptions& options) {
   TSimulator simulator = options.File.empty() ? ReadSimulatorText(kExample, "example")
                                               : ReadSimulatorFile(options.File);
+  if (options.Seed) simulator.SetSeed(*options.Seed);
   TSimulatorLineSettings settings;
   if (options.Pace) settings.BaudRate = options.BaudRate;
   settings.Burst = options.Burst;

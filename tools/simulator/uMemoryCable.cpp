@@ -21,6 +21,8 @@ class TMemoryCable::TPort final : public TSerialPort {
   TLowLatency LowLatency() const override { return TLowLatency::llNotOffered; }
 
  private:
+  bool IsFar() const { return &fOwn == &fCable.fFar; }
+
   TMemoryCable& fCable;
   TEnd& fOwn;
   TEnd& fOther;
@@ -34,6 +36,7 @@ TReadiness TMemoryCable::TEnd::Ready() const {
 
 void TMemoryCable::TPort::Open(const TPortSettings& settings) {
   Close();
+  if (IsFar()) fCable.Plug();
   if (!fCable.fPlugged) throw EModLinkError("Port " + settings.Name + ": pulled out");
   if (fOwn.Open) throw EModLinkError("Port " + settings.Name + ": used already");
   fOwn.Incoming.clear();
@@ -42,7 +45,9 @@ void TMemoryCable::TPort::Open(const TPortSettings& settings) {
 }
 
 void TMemoryCable::TPort::Close() noexcept {
-  if (fOpen) fOwn.Open = fOpen = false;
+  if (!fOpen) return;
+  fOwn.Open = fOpen = false;
+  if (IsFar()) fCable.Unplug();
 }
 
 TPortTransfer TMemoryCable::TPort::Read(std::span<std::uint8_t> bytes) {

@@ -18,7 +18,8 @@ class TMemoryCable {
   /// The end for a connection. Takes any name and settings; EModLinkError while the cable is
   /// pulled out, or another port of this end is open.
   std::unique_ptr<TSerialPort> NewPort();
-  /// The device's end, always open: a device is not told that a cable was pulled out.
+  /// The device's end, open from the begin on: a device is not told that a cable was pulled out.
+  /// Closing it is Unplug, opening it is Plug.
   TSerialPort& FarEnd() { return *fFarPort; }
 
   /// What is under way is lost, and so is an open port, until it is opened again after Plug.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "platform/modbus/uCrc16.h"
+#include "platform/modbus/uRtuFrame.h"
 #include "platform/rtl/uException.h"
 
 namespace OrvixModBus {
@@ -12,21 +12,26 @@ namespace {
 constexpr std::uint8_t kBroadcast = 0;
 constexpr std::uint8_t kGreatestAddress = 247;
 constexpr std::size_t kAddressSize = 1;
-constexpr std::size_t kCheckSumSize = 2;
-constexpr std::size_t kLeastFrame = 4;
 
 // | server address | function code | data | CRC lo | CRC hi |
 Bytes FrameOf(std::uint8_t address, const Bytes& reply) {
-  Bytes frame{address};
-  frame.insert(frame.end(), reply.begin(), reply.end());
-  const std::uint16_t checkSum = Crc16(frame);
-  frame.push_back(static_cast<std::uint8_t>(checkSum & 0xFF));
-  frame.push_back(static_cast<std::uint8_t>(checkSum >> 8));
+  if (reply.empty()) return {};
+  Bytes body{address};
+  body.insert(body.end(), reply.begin(), reply.end());
+  Bytes frame;
+  FormFrame(body, frame);
   return frame;
 }
 
 Bytes ExceptionReply(std::uint8_t function, std::uint8_t code) {
   return {static_cast<std::uint8_t>(function | 0x80), code};
+}
+
+// Any of those that the standard defines, and of 7 and 9, which older devices have (Modbus
+// Application Protocol V1.1b3, 7).
+std::uint8_t CodeOf(const TFaultRule& rule, TFaultRandom& random) {
+  if (rule.ExceptionCode != 0) return rule.ExceptionCode;
+  return static_cast<std::uint8_t>(random.Between(1, 11));
 }
 
 bool Fits(const TFaultRule& rule, std::uint8_t address, std::uint8_t function,
@@ -50,23 +55,25 @@ TSimulatedDevice& TSimulator::Device(std::uint8_t address) {
   return fDevices[address];
 }
 
-Bytes TSimulator::Answer(std::span<const std::uint8_t> frame) {
+TSimulatedReply TSimulator::Answer(std::span<const std::uint8_t> frame) {
   if (!IsWhole(frame)) return {};
   const std::uint8_t address = frame[0];
   if (address != kBroadcast && !fDevices.contains(address)) return {};
   ++fRequestCount;
-  const auto request = frame.subspan(kAddressSize, frame.size() - kAddressSize - kCheckSumSize);
-  const TFaultRule* rule = FindFault(address, request[0]);
-  const EFault fault = rule != nullptr ? rule->Fault : EFault::None;
+  const auto request = frame.subspan(kAddressSize, frame.size() - kAddressSize - kCheckSumLength);
+  const TFaultRule rule = FindFault(address, request[0]);
+  ++fFaultCounts.at(static_cast<std::size_t>(rule.Fault));
 
-  Bytes reply = fault == EFault::Exception ? ExceptionReply(request[0], rule->ExceptionCode)
-                                           : Execute(address, request);
-  if (address == kBroadcast || fault == EFault::Silence) reply.clear();
-  if (KeepsJournal) Journal.push_back({address, ToBytes(request), reply});
-  if (reply.empty()) return {};
-  Bytes replyFrame = FrameOf(address, reply);
-  if (fault == EFault::WrongCheckSum) replyFrame.back() ^= 0xFF;
-  return replyFrame;
+  Bytes reply = rule.Fault == EFault::Exception ? ExceptionReply(request[0], CodeOf(rule, fRandom))
+                                                : Execute(address, request);
+  if (address == kBroadcast || rule.Fault == EFault::Silence) reply.clear();
+  Record({address, ToBytes(request), reply, rule.Fault});
+  return SpoilReply(rule, frame, FrameOf(address, reply), fRandom);
+}
+
+void TSimulator::Record(const TJournalEntry& entry) {
+  if (OnRequest) OnRequest(entry);
+  if (KeepsJournal) Journal.push_back(entry);
 }
 
 // Of a broadcast, whose replies nobody hears, any one is returned.
@@ -78,22 +85,19 @@ Bytes TSimulator::Execute(std::uint8_t address, std::span<const std::uint8_t> re
   return reply;
 }
 
-const TFaultRule* TSimulator::FindFault(std::uint8_t address, std::uint8_t function) const {
-  const auto rule = std::ranges::find_if(
-      Faults, [&](const TFaultRule& one) { return Fits(one, address, function, fRequestCount); });
-  return rule != Faults.end() ? &*rule : nullptr;
+TFaultRule TSimulator::FindFault(std::uint8_t address, std::uint8_t function) {
+  const auto rule = std::ranges::find_if(Faults, [&](const TFaultRule& one) {
+    return Fits(one, address, function, fRequestCount) && fRandom.Happens(one.Probability);
+  });
+  return rule != Faults.end() ? *rule : TFaultRule{.Fault = EFault::None};
 }
 
-bool TSimulator::IsWhole(std::span<const std::uint8_t> frame) {
-  if (frame.size() < kLeastFrame) return false;
-  const auto checkSum = frame.last(kCheckSumSize);
-  return Crc16(frame.first(frame.size() - kCheckSumSize)) == checkSum[0] + checkSum[1] * 256;
-}
+bool TSimulator::IsWhole(std::span<const std::uint8_t> frame) { return CheckSumFits(frame); }
 
 std::size_t TSimulator::RequestSize(std::span<const std::uint8_t> frame) {
-  if (frame.size() < kLeastFrame) return kLeastFrame;
+  if (frame.size() < kMinFrameLength) return kMinFrameLength;
   const std::size_t size = TSimulatedDevice::RequestSize(frame.subspan(kAddressSize));
-  return size != 0 ? kAddressSize + size + kCheckSumSize : 0;
+  return size != 0 ? kAddressSize + size + kCheckSumLength : 0;
 }
 
 }  // namespace OrvixModBus

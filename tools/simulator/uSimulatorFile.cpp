@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <chrono>
+#include <cmath>
+#include <limits>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -264,23 +267,69 @@ void ReadServer(const TJsonNode& node, TSimulatedDevice& device) {
   if (const auto identity = node.Find("identity")) device.Identity = ReadIdentity(*identity);
 }
 
-EFault ReadFaultName(const TJsonNode& node) {
-  if (node.Text() == "silence") return EFault::Silence;
-  if (node.Text() == "exception") return EFault::Exception;
-  if (node.Text() == "checksum") return EFault::WrongCheckSum;
-  node.Fail("is no known fault");
+constexpr double kLongestTime = 3'600'000;  // ms
+constexpr std::uint64_t kMostBytes = 4096;
+
+const TFaultForm& ReadFaultForm(const TJsonNode& node) {
+  const auto forms = FaultForms();
+  const auto form = std::ranges::find(forms, node.Text(), &TFaultForm::Name);
+  if (form == forms.end()) node.Fail("is no known fault");
+  return *form;
+}
+
+double ReadReal(const TJsonNode& node, double least, double greatest) {
+  const double value = node.Real();
+  if (!(value >= least && value <= greatest)) {
+    node.Fail(Format("must be %g to %g", {least, greatest}));
+  }
+  return value;
+}
+
+std::chrono::nanoseconds ReadMilliseconds(const TJsonNode& node) {
+  return std::chrono::nanoseconds(std::llround(ReadReal(node, 0, kLongestTime) * 1e6));
+}
+
+std::uint8_t ReadByte(const TJsonNode& node, std::uint64_t least, std::uint64_t greatest) {
+  return static_cast<std::uint8_t>(node.Integer(least, greatest));
+}
+
+struct TParameterForm {
+  EFaultParameter Parameter;
+  std::string_view Key;
+  void (*Read)(const TJsonNode&, TFaultRule&);
+};
+
+constexpr std::array<TParameterForm, 6> kParameters{{
+    {fpDelay, "delay", [](const TJsonNode& n, TFaultRule& r) { r.Delay = ReadMilliseconds(n); }},
+    {fpDuration, "duration",
+     [](const TJsonNode& n, TFaultRule& r) { r.Duration = ReadMilliseconds(n); }},
+    {fpPosition, "at",
+     [](const TJsonNode& n, TFaultRule& r) { r.Position = n.Integer(0, kMostBytes); }},
+    {fpCount, "count",
+     [](const TJsonNode& n, TFaultRule& r) { r.Count = n.Integer(1, kMostBytes); }},
+    {fpReply, "reply", [](const TJsonNode& n, TFaultRule& r) { r.Reply = n.Boolean(); }},
+    {fpCode, "code",
+     [](const TJsonNode& n, TFaultRule& r) { r.ExceptionCode = ReadByte(n, 0, 255); }},
+}};
+
+void ReadParameters(const TJsonNode& node, TFaultRule& rule) {
+  const TFaultForm& form = ReadFaultForm(node.Get("fault"));
+  rule.Fault = form.Fault;
+  TJsonKeys keys{"address", "function", "requests", "probability", "fault"};
+  for (const TParameterForm& parameter : kParameters) {
+    if ((form.Parameters & parameter.Parameter) == 0) continue;
+    keys.push_back(parameter.Key);
+    if (const auto value = node.Find(parameter.Key)) parameter.Read(*value, rule);
+  }
+  node.AllowKeys(keys);
 }
 
 TFaultRule ReadFault(const TJsonNode& node) {
-  node.AllowKeys({"address", "function", "requests", "fault", "code"});
-  const auto byte = [](const TJsonNode& number, std::uint64_t least, std::uint64_t greatest) {
-    return static_cast<std::uint8_t>(number.Integer(least, greatest));
-  };
   TFaultRule rule;
-  rule.Fault = ReadFaultName(node.Get("fault"));
-  if (const auto address = node.Find("address")) rule.Address = byte(*address, 0, 247);
-  if (const auto function = node.Find("function")) rule.Function = byte(*function, 1, 255);
-  if (const auto code = node.Find("code")) rule.ExceptionCode = byte(*code, 1, 255);
+  ReadParameters(node, rule);
+  if (const auto address = node.Find("address")) rule.Address = ReadByte(*address, 0, 247);
+  if (const auto function = node.Find("function")) rule.Function = ReadByte(*function, 1, 255);
+  if (const auto part = node.Find("probability")) rule.Probability = ReadReal(*part, 0, 1);
   if (const auto requests = node.Find("requests")) {
     const auto numbers = requests->Items();
     if (numbers.size() != 2) requests->Fail("must be the first and the last number");
@@ -291,7 +340,7 @@ TFaultRule ReadFault(const TJsonNode& node) {
 }
 
 TSimulator ReadSimulator(const TJsonNode& root) {
-  root.AllowKeys({"servers", "faults"});
+  root.AllowKeys({"servers", "seed", "faults"});
   TSimulator simulator;
   std::set<std::uint64_t> addresses;
   for (const TJsonNode& server : root.Get("servers").Items()) {
@@ -299,6 +348,9 @@ TSimulator ReadSimulator(const TJsonNode& root) {
     const std::uint64_t number = address.Integer(1, 247);
     if (!addresses.insert(number).second) address.Fail("is there twice");
     ReadServer(server, simulator.Device(static_cast<std::uint8_t>(number)));
+  }
+  if (const auto seed = root.Find("seed")) {
+    simulator.SetSeed(seed->Integer(0, std::numeric_limits<std::uint64_t>::max()));
   }
   if (const auto faults = root.Find("faults")) {
     for (const TJsonNode& fault : faults->Items()) simulator.Faults.push_back(ReadFault(fault));

@@ -28,10 +28,11 @@ inline constexpr std::string_view kSimulatorFileForm = R"(The file is JSON; it m
     "oscillograms": {"total": 9, "1": {"info": "00 C8", "records": 400, "format": [  // $41
       {"size": 2, "formula": "sine", "low": -900, "high": 900, "period": 20, "decay": 150}]}}
   }],
+  "seed": 1,                                  // of all that is random about faults
   "faults": [
     {"address": 1, "function": 3, "requests": [5, 8], "fault": "silence"},
-    {"fault": "exception", "code": 4},
-    {"fault": "checksum"}
+    {"fault": "late", "delay": 1500, "probability": 0.05},
+    {"fault": "exception", "code": 4}
   ]
 }
 Only "servers", an "address" and a "fault" must be there. A table's keys are first addresses,
@@ -52,7 +53,31 @@ In place of its values a range may have a formula; periods, phase and decay are 
 seconds are records, so that a ramp makes time stamps; or a text with blanks behind it. An "info",
 the description of an oscillogram, is bytes as hexadecimal text or a format, too.
 The first fault that fits a request befalls it. "address" 0 means broadcasts, "requests" the first
-and last by their number from 1; what is left out fits all.
+and last by their number from 1; what is left out fits all. With a "probability" it befalls that
+part of the requests that fit. The same seed and requests give the same faults. Every request is
+executed, but that of "exception":
+  {"fault": "none"}        spares the request from the faults behind
+  {"fault": "silence"}     no reply
+  {"fault": "late"}        the reply after a "delay" of 1500 ms; other requests are served meanwhile
+  {"fault": "checksum"}    a wrong check sum
+  {"fault": "bit"}         one bit is wrong, the one "at" this number from 0
+  {"fault": "cut"}         the reply ends after "at" bytes
+  {"fault": "extra"}       "count" bytes behind the reply
+  {"fault": "noise"}       "count" bytes before it
+  {"fault": "zeros"}       "count" zeros before it
+  {"fault": "pause"}       a "delay" inside the reply, after "at" bytes
+  {"fault": "server"}      another server's frame before the reply
+  {"fault": "function"}    a frame of another function code before the reply
+  {"fault": "count"}       a byte count that is wrong by 1, with a right check sum
+  {"fault": "size"}        two data bytes too many, with a right byte count and check sum
+  {"fault": "exception"}   refused by exception "code" 4, where 0 is any of 1 to 11
+  {"fault": "twice"}       the reply twice, with a "delay" of 0 ms between
+  {"fault": "echo"}        the request before the reply
+  {"fault": "bytes"}       each byte alone, after a "delay" of 1 ms
+  {"fault": "babble"}      for a "duration" of 2000 ms a byte after every "delay" of 5 ms, no reply
+  {"fault": "hangup"}      the port is gone for a "duration" of 1000 ms, and back under its --link
+Random when left out: "at", "count" from 1 to 8, "delay" of "pause" from 1 to 100 ms. "noise",
+"zeros", "server", "function" and "echo" may have "reply": false, so that no reply follows.
 )";
 
 /// Throws Exception with the file, the place in it and what is wrong:

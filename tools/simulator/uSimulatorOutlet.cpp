@@ -3,10 +3,11 @@
 #include <atomic>
 #include <csignal>
 #include <ostream>
-#include <system_error>
+#include <utility>
 
 #include "platform/loop/uSystemLoop.h"
 #include "tools/simulator/uOwnedHandle.h"
+#include "tools/simulator/uTerminalPort.h"
 
 namespace OrvixModBus {
 namespace {
@@ -45,26 +46,15 @@ class TSignalPipe {
 
 }  // namespace
 
-TSymbolicLink::TSymbolicLink(const std::string& target, const std::string& path)
-    : fTarget(target), fPath(path) {
-  if (std::filesystem::is_symlink(fPath)) std::filesystem::remove(fPath);
-  std::filesystem::create_symlink(fTarget, fPath);
-}
-
-TSymbolicLink::~TSymbolicLink() {
-  std::error_code error;
-  if (std::filesystem::read_symlink(fPath, error) != fTarget) return;
-  std::filesystem::remove(fPath, error);
-}
-
 TSimulatorOutlet::TSimulatorOutlet(const TSimulatorOutletSettings& settings)
-    : fPortName(settings.Port.Name) {
-  if (fPortName.empty()) {
-    fTerminal.emplace();
-    if (!settings.Link.empty()) fLink.emplace(fTerminal->Path(), settings.Link);
+    : fSettings(settings.Port), fPath(settings.Port.Name) {
+  if (fPath.empty()) {
+    auto terminal = std::make_unique<TTerminalPort>(settings.Link);
+    fPath = terminal->Path();
+    fPort = std::move(terminal);
   } else {
     fPort = TSerialPort::New();
-    fPort->Open(settings.Port);
+    fPort->Open(fSettings);
   }
 }
 
@@ -74,7 +64,9 @@ void ServeUntilSignal(
     const std::function<void(ELineFrame, std::span<const std::uint8_t>)>& onFrame) {
   TSystemLoop loop;
   const auto answer = [&](auto request) { return simulator.Answer(request); };
-  TSimulatorLine line(loop, outlet.Handle(), answer, settings);
+  TSimulatorLineSettings lineSettings = settings;
+  lineSettings.Port = outlet.Settings();
+  TSimulatorLine line(loop, outlet.Port(), answer, lineSettings);
   line.OnFrame = onFrame;
 
   const TSignalPipe signals;

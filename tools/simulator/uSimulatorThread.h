@@ -5,14 +5,15 @@
 #include <mutex>
 #include <thread>
 
+#include "tools/simulator/uHandlePort.h"
 #include "tools/simulator/uOwnedHandle.h"
 #include "tools/simulator/uSimulator.h"
 #include "tools/simulator/uSimulatorLine.h"
 
 namespace OrvixModBus {
 
-/// Serves a handle in a thread of its own from construction to Stop or destruction. Simulator and
-/// handle stay the caller's and outlive this:
+/// Serves a handle, or a port, in a thread of its own from construction to Stop or destruction.
+/// Simulator and handle stay the caller's and outlive this:
 ///
 ///   TSimulator simulator;
 ///   simulator.Device(1).Holding.Set(100, {1, 2, 3});
@@ -26,6 +27,9 @@ class TSimulatorThread {
  public:
   TSimulatorThread(TSimulator& simulator, THandle handle,
                    const TSimulatorLineSettings& settings = {});
+  /// An open port, such as TTerminalPort: it can hang up and return.
+  TSimulatorThread(TSimulator& simulator, TSerialPort& port,
+                   const TSimulatorLineSettings& settings = {});
   TSimulatorThread(const TSimulatorThread&) = delete;
   TSimulatorThread& operator=(const TSimulatorThread&) = delete;
   ~TSimulatorThread();
@@ -37,7 +41,9 @@ class TSimulatorThread {
   void Stop();
 
  private:
-  void Run(TSimulator& simulator, THandle handle, const TSimulatorLineSettings& settings);
+  void Run(TSimulator& simulator, TSerialPort& port, const TSimulatorLineSettings& settings);
+  template <typename TRun>
+  std::thread Start(TRun run);
   void Join();
 
   std::mutex fMutex;
