@@ -37,6 +37,7 @@ constexpr TMatchRule kRules[] = {
     {0x6C, 4, TCount::Free},       // address, value
 };
 
+constexpr std::uint8_t kReadFileRecord = 0x14;
 constexpr std::size_t kFirst = 2;  // position after server address and function code
 
 TMatchRule RuleOf(std::uint8_t code) {
@@ -102,11 +103,18 @@ std::size_t LeastReplyLength(const TReplyLengths& lengths, TSpan request) {
 
 bool ReplyMayEqualRequest(const TReplyLengths& lengths, TSpan request) {
   if (request.size() < kFirst) return true;
+  // Where a request of file records has the reference type 6, replies have an odd length.
+  if (request[1] == kReadFileRecord) return false;
   const TReplyLength length = lengths.Judge(request, request);
   if (length.Kind == TReplyLength::TKind::Silence) return true;
   // The check sum is not in the request here, so a reply of its length is not whole yet.
   return length.Kind == TReplyLength::TKind::More &&
          length.Length == request.size() + kCheckSumLength && ReplyFits(request, request);
+}
+
+bool EchoReadsAsValues(TSpan request) {
+  constexpr std::uint8_t kCodes[] = {0x20, 0x21, 0x24, 0x41};
+  return request.size() >= kFirst && std::ranges::find(kCodes, request[1]) != std::end(kCodes);
 }
 
 }  // namespace OrvixModBus

@@ -28,4 +28,8 @@ std::size_t LeastReplyLength(const TReplyLengths& lengths, std::span<const std::
 /// Could a reply be the same bytes as its request? Then it can't be told from an echo.
 bool ReplyMayEqualRequest(const TReplyLengths& lengths, std::span<const std::uint8_t> request);
 
+/// Would an echo of request that is taken for its reply be read as values that the server never
+/// sent? Else it only confirms a write, as the reply does with the same bytes.
+bool EchoReadsAsValues(std::span<const std::uint8_t> request);
+
 }  // namespace OrvixModBus

@@ -26,7 +26,7 @@ TReplyReceiver::TReplyReceiver(const TLineSettings& settings, const TReplyLength
 
 void TReplyReceiver::Reset() {
   fScanner.ExpectNothing();
-  fEchoes = false;
+  fEchoes = fEchoKnown = false;
 }
 
 void TReplyReceiver::Expect(TSpan frame, std::uint64_t transaction) {
@@ -40,6 +40,8 @@ void TReplyReceiver::Expect(TSpan frame, std::uint64_t transaction) {
                     (mode == TEchoSuppression::esAuto && (fEchoes || tellsItself));
   fScanner.Expect(frame, echo);
   fEchoAwaited = echo && tellsItself;
+  fMayBeEcho = mode == TEchoSuppression::esAuto && !fEchoKnown && EchoReadsAsValues(body);
+  fHeldBack = false;
   fBest = TServerReply::srNone;
   fUnmatched = fWasWaiting = fArrived = false;
 }
@@ -105,13 +107,17 @@ bool TReplyReceiver::Sort(TLineRest rest, TTime now) {
 
 bool TReplyReceiver::Consider(const TScannedFrame& frame) {
   if (frame.Kind == TScannedFrame::TKind::Echo) {
-    fEchoes = true;
+    LearnEcho(true);
     fEchoAwaited = false;
     return false;
   }
   if (TakeLate(frame.Frame)) return false;
   const TSpan reply = Body(frame.Frame);
   if (frame.Kind == TScannedFrame::TKind::Reply && ReplyFits(fRequest, reply)) {
+    if (HoldBack(reply)) {
+      TakeUnmatched(frame.Frame, TServerReply::srUnmatchedReply);
+      return false;
+    }
     Accept(frame.Frame);
     return true;
   }
@@ -137,9 +143,23 @@ void TReplyReceiver::TakeUnmatched(TSpan frame, TServerReply kind) {
   OnIgnored(frame);
 }
 
+// The first reply that equals its request, while nobody knows whether the line echoes, and its
+// values would be taken for the server's: better none than those. Another reply settles it.
+bool TReplyReceiver::HoldBack(TSpan reply) {
+  if (!fMayBeEcho || fHeldBack || !std::ranges::equal(reply, fRequest)) return false;
+  fHeldBack = true;
+  return true;
+}
+
+void TReplyReceiver::LearnEcho(bool echoes) {
+  fEchoes = echoes;
+  fEchoKnown = true;
+}
+
 void TReplyReceiver::Accept(TSpan frame) {
   // Without the echo before it the line does not echo, or does no more.
-  if (fEchoAwaited) fEchoes = false;
+  if (fEchoAwaited) LearnEcho(false);
+  if (fHeldBack) LearnEcho(true);
   fReplyFrame.assign(frame.begin(), frame.end());
   const bool exception = (frame[1] & kExceptionFlag) != 0;
   fResult = exception ? TServerReply::srExceptionReply : TServerReply::srNormalReply;

@@ -64,6 +64,8 @@ class TReplyReceiver {
   bool TakeLate(std::span<const std::uint8_t> frame);
   void TakeUnmatched(std::span<const std::uint8_t> frame, TServerReply kind);
   void Accept(std::span<const std::uint8_t> frame);
+  bool HoldBack(std::span<const std::uint8_t> reply);
+  void LearnEcho(bool echoes);
   void Fail();
   void OweReply();
   bool HasBadReply() const { return fUnmatched || fScanner.IsBroken(); }
@@ -91,6 +93,9 @@ class TReplyReceiver {
   bool fWantsBytes = true;
   bool fEchoAwaited = false;
   bool fEchoes = false;  // learnt: the line hands back what is sent
+  bool fEchoKnown = false;
+  bool fMayBeEcho = false;  // a reply that equals the request is an echo for all that is known
+  bool fHeldBack = false;   // such a one came
 };
 
 }  // namespace OrvixModBus

@@ -15,8 +15,19 @@ using TLength = TReplyLength::TKind;
 constexpr std::size_t kHeader = 2;  // server address and function code
 constexpr std::size_t kLeastRoom = 512;
 
+// Behind a whole frame the check sum is 0, and stays so by every zero that a line adds when its
+// driver is switched off: the frame and its check sum would be read as data.
+bool IsFrameAndZeros(TSpan bytes) {
+  while (bytes.size() > kMinFrameLength && bytes.back() == 0) {
+    bytes = bytes.first(bytes.size() - 1);
+    if (CheckSumFits(bytes)) return true;
+  }
+  return false;
+}
+
 bool EndsWhole(TSpan bytes, TLineRest rest) {
-  return rest != TLineRest::Flowing && bytes.size() <= kMaxReplyLength && CheckSumFits(bytes);
+  return rest != TLineRest::Flowing && bytes.size() <= kMaxReplyLength && CheckSumFits(bytes) &&
+         !IsFrameAndZeros(bytes);
 }
 
 }  // namespace

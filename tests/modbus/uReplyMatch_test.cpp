@@ -123,11 +123,23 @@ TEST(TReplyMatch, RepliesThatMayEqualTheirRequest) {
   }
   for (const char* request :
        {"01 03 00 00 00 01", "01 01 00 00 00 01", "01 04 03 00 00 01", "01 10 00 00 00 01 02 00 00",
-        "01 43 00 00 00 10", "01 65 00 00 00 01 AA", "01 11", "01 21 00 01 00 00"}) {
+        "01 43 00 00 00 10", "01 65 00 00 00 01 AA", "01 11", "01 21 00 01 00 00",
+        "01 14 07 06 00 03 00 07 00 01"}) {
     EXPECT_FALSE(ReplyMayEqualRequest(lengths, Hex(request))) << request;
   }
   // A reply of four bytes to a request of $21 is as long as the request, and may be the same.
   EXPECT_TRUE(ReplyMayEqualRequest(lengths, Hex("01 21 00 05 00 00")));
+}
+
+TEST(ReplyMatch, AnEchoOfALogsOrALongReadWouldBeReadAsValues) {
+  for (const char* request :
+       {"01 20 00 00 00 00", "01 21 00 10 00 00", "01 24 00 00 00 00", "01 41 00 00 00 00"}) {
+    EXPECT_TRUE(EchoReadsAsValues(Hex(request))) << request;
+  }
+  for (const char* request :
+       {"01 05 00 00 FF 00", "01 06 00 01 00 02", "01 6C 00 01 00 02", "01"}) {
+    EXPECT_FALSE(EchoReadsAsValues(Hex(request))) << request;
+  }
 }
 
 }  // namespace

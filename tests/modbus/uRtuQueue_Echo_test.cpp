@@ -61,6 +61,56 @@ TEST_F(TEcho, IsForgottenWhenAReadComesWithoutIt) {
   EXPECT_EQ(Exchange("06 00 01 00 02").Kind, srNormalReply);
 }
 
+constexpr char kCountItems[] = "20 00 00 00 00";  // an empty log answers the same bytes
+
+TEST_F(TEcho, OfACountIsNoCountWhileNothingIsLearnt) {
+  EchoAndAnswer("01 20 00 07 00 05");
+  const TOutcome outcome = Exchange(kCountItems);
+  EXPECT_EQ(outcome.Kind, srNormalReply);
+  EXPECT_EQ(outcome.Reply, Hex("01 20 00 07 00 05"));
+  EchoAndAnswer("");
+  EXPECT_EQ(Exchange("06 00 01 00 02").Kind, srNone) << "learnt from the count";
+}
+
+TEST_F(TEcho, AloneIsNoCountWhileNothingIsLearnt) {
+  EchoAndAnswer("");
+  const TOutcome outcome = Exchange(kCountItems);
+  EXPECT_EQ(outcome.Kind, srUnmatchedReply);
+  EXPECT_DOUBLE_EQ(Elapsed(outcome), 1000);
+  EXPECT_TRUE(outcome.Reply.empty());
+}
+
+TEST_F(TEcho, AndTheSameReplyMakeACountOfNothing) {
+  EchoAndAnswer("01 20 00 00 00 00");
+  EXPECT_EQ(Exchange(kCountItems).Kind, srNormalReply);
+}
+
+TEST_F(TEcho, ACountOfNothingIsOneOnceItIsKnownThatThereIsNone) {
+  AnswerOnly("01 03 02 00 07");
+  Exchange("03 00 00 00 01");
+  AnswerOnly("01 20 00 00 00 00");
+  EXPECT_EQ(Exchange(kCountItems).Kind, srNormalReply);
+  EXPECT_EQ(Exchange(kCountItems).Kind, srNormalReply);
+}
+
+TEST_F(TEcho, SwitchedOffACountOfNothingIsOne) {
+  Connection->SetEchoSuppression(TEchoSuppression::esOff);
+  AnswerOnly("01 20 00 00 00 00");
+  EXPECT_EQ(Exchange(kCountItems).Kind, srNormalReply);
+}
+
+TEST_F(TEcho, OfAFileReadIsNoReply) {
+  EchoAndAnswer("");
+  TModbusFileRecordList list;
+  list.Add(3, 7, 1);
+  TServerReply kind = srNormalReply;
+  Client->OnFileRecordRead = [&](TModbusClient&, const TTransactionInfo& info,
+                                 TModbusFileRecordList&) { kind = info.Reply; };
+  Client->ReadFileRecord(list, nullptr);
+  RunFor(2s);
+  EXPECT_EQ(kind, srNone);
+}
+
 TEST_F(TEcho, IsForgottenWhenThePortIsOpenedAgain) {
   EchoAndAnswer("01 03 02 00 07");
   Exchange("03 00 00 00 01");
