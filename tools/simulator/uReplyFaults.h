@@ -79,7 +79,8 @@ struct TFaultRule {
   /// Of Late (absent: 1.5 s), Pause (1 to 100 ms), before the second reply of Twice (none), before
   /// each byte of ByteByByte (1 ms) and Babble (5 ms, at least 1 ms).
   std::optional<TTime> Delay = std::nullopt;
-  std::optional<TTime> Duration = std::nullopt;  ///< of Babble (absent: 2 s) and HangUp (1 s)
+  std::optional<TTime> Duration =
+      std::nullopt;  ///< of Babble (absent: 2 s, less the bytes) and HangUp (1 s)
   /// How many bytes are left by Cut, and come before Pause; which bit is flipped, from the lowest
   /// of the first byte. What is past the reply's end is taken back to its end.
   std::optional<std::size_t> Position = std::nullopt;
