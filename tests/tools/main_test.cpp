@@ -145,6 +145,27 @@ TEST(Program, PacedReplyTakesItsTime) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(8 * 10 + 20 + 70));
 }
 
+// The exception codes by which a device that refuses everything at random answers.
+std::string RefusalsOf(const std::vector<std::string>& arguments) {
+  TSimulatorProgram program(arguments);
+  const TOwnedHandle port = OpenPort(program.Line());
+  std::string codes;
+  for (int i = 0; i < 16; ++i) codes += Exchange(port.Get(), kQuestion, 5).substr(6, 3);
+  EXPECT_EQ(program.End(SIGTERM), 0);
+  return codes;
+}
+
+TEST(Program, ASeedTellsWhichFaultsBefallTheRequests) {
+  const std::string file = TempPath("faults.json");
+  WriteWholeFile(file, R"({"servers": [{"address": 1}], "seed": 3,
+                           "faults": [{"fault": "exception", "code": 0}]})");
+  const std::string codes = RefusalsOf({file});
+  EXPECT_EQ(RefusalsOf({file}), codes);
+  EXPECT_EQ(RefusalsOf({file, "--seed", "3"}), codes);
+  EXPECT_NE(RefusalsOf({file, "--seed", "4"}), codes);
+  std::filesystem::remove(file);
+}
+
 TEST(Program, TellsWhatIsWrongWithAFile) {
   const std::string file = TempPath("broken.json");
   WriteWholeFile(file, R"({"servers": [{}]})");
