@@ -332,10 +332,13 @@ void TMBClient::ClearWaitQueueAllLetters() {
   CheckThread();
   if (!fConnection) return;
   TMBRTUConnection* const line = fConnection->RTU();
+  const TRef<TMBClient> self(this);
+  TFirstError error;
   if (fConnection->ConnectionType() == TConnectionType::mbRtu && line != nullptr) {
-    line->DiscardPendingTransactions(nullptr);
+    error.Run([&] { line->DiscardPendingTransactions(nullptr); });
   }
-  OnClearWaitQueue(*this);
+  if (self) error.Run([&] { OnClearWaitQueue(*this); });
+  error.Raise();
 }
 
 void TMBClient::ReadEmul(TMBReg& reg, TObject* letterOwner) {
