@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "platform/model/uProperty.h"
 #include "platform/rtl/uException.h"
@@ -116,13 +117,28 @@ std::vector<std::uint16_t> TMBReg::GetDataAsWordAr() const {
 std::string TMBReg::DataToStr() const { return Trim(TMBLib::ByteArToStr(fData, 0)); }
 
 void TMBReg::DataToValue() {
+  const bool byHandlers = fTypeInfo ? fTypeInfo->HasHandlers() : fRegType != TRegType::rtStr;
+  if (byHandlers) return DecodeByHandlers();
   if (fTypeInfo) {
     fValue = fTypeInfo->DataToValue(fRegType, fRegTypeName, fData, fName, -1);
-  } else if (fRegType == TRegType::rtStr) {
-    fValue.Srt = DataToStr();
   } else {
-    OnDataToValue(fData, fValue);
+    fValue.Srt = DataToStr();
   }
+}
+
+// A handler may destroy or change the register: it works on copies.
+void TMBReg::DecodeByHandlers() {
+  if (!fTypeInfo && !OnDataToValue) return;
+  const TRef<TMBReg> self(this);
+  const Bytes data = fData;
+  TRegValue value = fValue;
+  if (fTypeInfo) {
+    const std::string typeName = fRegTypeName, name = fName;
+    value = fTypeInfo->DataToValue(fRegType, typeName, data, name, -1);
+  } else {
+    OnDataToValue(data, value);
+  }
+  if (self) fValue = std::move(value);
 }
 
 void TMBReg::DataToMin() {

@@ -85,7 +85,8 @@ class TMBReg : public TCollectionItem {
   std::string DataToStr() const;
 
   /// Decodes the data into the value: by the catalogue; without one as text (only ValueStr
-  /// changes) when the type is rtStr, else by OnDataToValue.
+  /// changes) when the type is rtStr, else by OnDataToValue. Handlers may destroy the register;
+  /// after what one throws the value is as before.
   void DataToValue();
   /// Replaces the data by the least value of the type: of a number its MinValue, of a text
   /// blanks, else zeros. Without a catalogue nothing happens. Throws Exception "Type <name>not in
@@ -115,6 +116,7 @@ class TMBReg : public TCollectionItem {
   TRegNameCollection* Names() const;
   void Moved();
   void DoOnDataChange();
+  void DecodeByHandlers();
   void NumberToMin();
 
   std::string fName;

@@ -17,7 +17,7 @@ namespace OrvixModBus {
 /// Decodes in the catalogue's place: `OnNoneType(regName, data)`.
 using TOnNoneType = TEvent<TRegValue(const std::string& regName, const Bytes& data)>;
 /// Runs before the catalogue decodes. Its result counts when it sets done, else it is dropped. It
-/// must not destroy what the bytes belong to.
+/// may destroy the register whose bytes these are: it sees copies.
 using TOnDataToValue = TEvent<TRegValue(TRegType regType, const std::string& typeName,
                                         const Bytes& data, bool& done, const std::string& regName)>;
 
@@ -44,6 +44,8 @@ class TMBTypeInfo : public TComponent {
 
   TOnNoneType OnNoneType;        ///< decodes rtNone
   TOnDataToValue OnDataToValue;  ///< before every decoding
+  /// Does decoding run code of the application?
+  bool HasHandlers() const { return OnNoneType || OnDataToValue; }
 
   /// The bytes as the type decodes them; the cleared value for a type that is not known. regName
   /// is for the handlers; bitNum is always -1. Raises what a number's DataToValue raises.
