@@ -160,20 +160,25 @@ void TMBLetter::ReadRegs(TMBRegList& list, const TMBRegProc& proc) {
   ReadOptimizeRegs(groups, proc);
 }
 
-// Has send hand one request of this letter to the client, and counts it. One that is under way
-// counts even if a handler of OnWorkStart throws; what else send throws leaves at once.
+// Has send hand one request of this letter to the client, and waits for it: from before it is sent,
+// for a handler of OnWorkStart may run the loop until the answer is there, or clear the queue. One
+// that is under way is waited for even if such a handler throws; what else send throws leaves at
+// once.
 template <class TSend>
 void TMBLetter::Request(std::uint8_t func, TSend send, TFirstError& error) {
   const TRef<TMBLetter> self(this);
   const TRef<TMBClient> client(fClient);
   const std::uint64_t started = client->WorkStarts();
+  const bool counted = func < fWaitQueue.size();
   bool sent = false;
+  if (counted) ++fWaitQueue[func];
   error.Run([&] {
     send(*client);
     sent = true;
   });
-  if (!sent && client && client->WorkStarts() == started) error.Raise();
-  if (self && client && func < fWaitQueue.size()) ++fWaitQueue[func];
+  if (client && (sent || client->WorkStarts() != started)) return;
+  if (self && counted && fWaitQueue[func] > 0) --fWaitQueue[func];
+  if (client) error.Raise();
 }
 
 // Handlers of the client and proc may destroy registers, the letter and its client.
