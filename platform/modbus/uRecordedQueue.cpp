@@ -4,6 +4,8 @@
 #include <limits>
 #include <string>
 
+#include "platform/rtl/uFirstError.h"
+
 namespace OrvixModBus {
 namespace {
 
@@ -26,8 +28,10 @@ TRecordedQueue::~TRecordedQueue() {
 
 void TRecordedQueue::Discard(const TModbusClient* client) {
   const TRef<TRecordedQueue> self(this);
-  OnDiscard(client);
-  if (self) TTransactionQueue::Discard(client);
+  TFirstError error;
+  error.Run([&] { OnDiscard(client); });
+  if (self) error.Run([&] { TTransactionQueue::Discard(client); });
+  error.Raise();
 }
 
 TModbusTransaction& TRecordedQueue::Transaction(int index) {
