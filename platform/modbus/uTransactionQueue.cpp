@@ -77,10 +77,24 @@ void TTransactionQueue::DiscardAll() noexcept {
   }
 }
 
+// Whoever is thrown at has queued nothing.
 void TTransactionQueue::Commit() {
+  const TRef<TTransactionQueue> self(this);
   fPending.splice(fPending.end(), fFree, fFree.begin());
-  fPending.back().SetNumber(++fLastNumber);
-  Queued(fPending.back());
+  TModbusTransaction& transaction = fPending.back();
+  transaction.SetNumber(++fLastNumber);
+  try {
+    Queued(transaction);
+  } catch (...) {
+    if (!self) throw;
+    const auto isThis = [&](const TModbusTransaction& t) { return &t == &transaction; };
+    TTransactionList withdrawn;
+    const auto at = std::ranges::find_if(fPending, isThis);
+    if (at != fPending.end()) withdrawn.splice(withdrawn.end(), fPending, at);
+    if (!withdrawn.empty()) Dropped(transaction);
+    Recycle(withdrawn);
+    throw;
+  }
 }
 
 void TTransactionQueue::Recycle(TTransactionList& used) { fFree.splice(fFree.begin(), used); }
