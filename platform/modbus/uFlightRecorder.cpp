@@ -9,6 +9,17 @@ namespace OrvixModBus {
 
 using std::chrono::nanoseconds;
 
+namespace {
+
+constexpr std::uint8_t kInside = 0x80;
+
+// Only a program can do something inside an event.
+bool IsByProgram(TFlightKind kind) { return kind <= TFlightKind::fkSet; }
+
+TFlightKind KindOf(std::uint8_t kind) { return static_cast<TFlightKind>(kind & ~kInside); }
+
+}  // namespace
+
 void TFlightRecorder::SetSize(std::uint32_t value) {
   if (value == fSize) return;
   if (value > kGreatestSize) {
@@ -37,7 +48,10 @@ void TFlightRecorder::Record(TFlightKind kind, TTime time, std::uint32_t number,
   }
   while (fUsed + size > fRing.size()) DropOldest();
   const nanoseconds passed = time.time_since_epoch();
-  const THead head{passed.count(), number, static_cast<std::uint16_t>(data.size()), kind, detail};
+  const bool inside = fInside && IsByProgram(kind);
+  const int kindByte = static_cast<int>(kind) | (inside ? kInside : 0);
+  const THead head{passed.count(), number, static_cast<std::uint16_t>(data.size()),
+                   static_cast<std::uint8_t>(kindByte), detail};
   Put(&head, sizeof head);
   Put(data.data(), data.size());
   fLastTime = time;
@@ -52,7 +66,12 @@ void TFlightRecorder::RecordChange(TTime time, const TLineSettings& settings) {
 void TFlightRecorder::ForEach(const std::function<void(const TFlightEntry&)>& take) const {
   for (std::size_t at = 0; at < fUsed;) {
     const THead head = HeadAt(at);
-    TFlightEntry entry{TTime(nanoseconds(head.Time)), head.Kind, head.Detail, head.Number, {}};
+    TFlightEntry entry{TTime(nanoseconds(head.Time)),
+                       KindOf(head.Kind),
+                       (head.Kind & kInside) != 0,
+                       head.Detail,
+                       head.Number,
+                       {}};
     entry.Data.resize(head.Size);
     Get(at + sizeof head, entry.Data.data(), head.Size);
     take(entry);
@@ -98,7 +117,7 @@ void TFlightRecorder::DropOldest() noexcept {
   fBegin = (fBegin + size) % fRing.size();
   fUsed -= size;
   ++fOverwritten;
-  switch (head.Kind) {
+  switch (KindOf(head.Kind)) {
     case TFlightKind::fkSet:
       return fFormer.pop_front();
     case TFlightKind::fkOpen:

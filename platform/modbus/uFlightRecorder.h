@@ -27,7 +27,7 @@ enum class TFlightKind : std::uint8_t {
   fkRead,      ///< bytes came
   fkEnd,       ///< the attempt is over: its TServerReply as Detail
   fkSkip,      ///< a request was completed without being sent: Number
-  fkLook,      ///< what was held was looked at, and thrown away
+  fkLook,      ///< the line looked at what had come, if anything, and went on
   fkLost,      ///< the port was lost: the reason
   fkReopen,    ///< the line opened the port by itself, again
 };
@@ -35,6 +35,7 @@ enum class TFlightKind : std::uint8_t {
 struct TFlightEntry {
   std::chrono::steady_clock::time_point Time{};
   TFlightKind Kind = TFlightKind::fkLook;
+  bool Inside = false;  ///< the program did it inside an event of the line
   std::uint8_t Detail = 0;
   std::uint32_t Number = 0;  ///< of the transaction, the low half; else a count
   Bytes Data;
@@ -62,6 +63,8 @@ class TFlightRecorder {
   /// A setting is about to change from what it is in settings.
   void RecordChange(TTime time, const TLineSettings& settings);
   TTime LastTime() const { return fLastTime; }
+  /// An event of the line is being raised: what is recorded meanwhile is done inside of it.
+  void SetInside(bool value) { fInside = value; }
 
   /// How many entries have been overwritten.
   std::uint64_t Overwritten() const { return fOverwritten; }
@@ -78,7 +81,7 @@ class TFlightRecorder {
     std::int64_t Time;
     std::uint32_t Number;
     std::uint16_t Size;
-    TFlightKind Kind;
+    std::uint8_t Kind;  // and kInside
     std::uint8_t Detail;
   };
 
@@ -96,6 +99,7 @@ class TFlightRecorder {
   std::uint64_t fOverwritten = 0;
   TTime fLastTime{};
   bool fBeginsOpen = false;
+  bool fInside = false;
 };
 
 }  // namespace OrvixModBus

@@ -18,12 +18,13 @@ bool TLateReplies::Settle(std::uint64_t transaction) {
   return true;
 }
 
-bool TLateReplies::Take(std::span<const std::uint8_t> reply, std::uint64_t transaction) {
+bool TLateReplies::Take(std::span<const std::uint8_t> reply, std::uint64_t transaction,
+                        bool onceMore) {
   const auto found = std::ranges::find_if(fOwed, [&](const TOwed& owed) {
     return owed.Transaction != transaction && ReplyFits(owed.Request(), reply);
   });
   if (found == fOwed.end()) return false;
-  fOwed.erase(found);
+  if (!onceMore) fOwed.erase(found);
   return true;
 }
 

@@ -25,9 +25,9 @@ class TLateReplies {
   /// A reply to transaction has come. True when an earlier attempt of it owed one, which is
   /// paid by it: then the present attempt owes one.
   bool Settle(std::uint64_t transaction);
-  /// True when reply may be the answer owed to another transaction than the given one: it is
-  /// paid by it, and reply is nobody else's.
-  bool Take(std::span<const std::uint8_t> reply, std::uint64_t transaction);
+  /// True when reply may be the answer owed to another transaction than the given one: then it is
+  /// nobody else's. It pays what is owed, unless it may be an accepted reply once more.
+  bool Take(std::span<const std::uint8_t> reply, std::uint64_t transaction, bool onceMore);
   /// From when on request of transaction may be sent: no owed reply can be mistaken for its own.
   TTime FreeAt(std::span<const std::uint8_t> request, std::uint64_t transaction) const;
   /// Forgets what can't come any more.

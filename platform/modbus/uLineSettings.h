@@ -31,6 +31,8 @@ struct TLineSettings {
   std::uint32_t TurnaroundDelay = 100;  ///< ms from a broadcast to the next request
   std::uint32_t ReconnectInterval = 0;  ///< ms between attempts to reopen a lost port, 0 = never
   TEchoSuppression EchoSuppression = TEchoSuppression::esAuto;
+  std::uint8_t SetAsideAfter = 0;        ///< time-outs in a row, 0 = never
+  std::uint32_t ProbeInterval = 30'000;  ///< ms between probes of a server that is set aside
 };
 
 }  // namespace OrvixModBus

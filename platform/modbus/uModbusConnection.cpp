@@ -93,6 +93,14 @@ void TModbusConnection::SetReconnectInterval(std::uint32_t value) {
   Change(fSettings.ReconnectInterval, value);
 }
 
+void TModbusConnection::SetSetAsideAfter(std::uint8_t value) {
+  Change(fSettings.SetAsideAfter, value);
+}
+
+void TModbusConnection::SetProbeInterval(std::uint32_t value) {
+  Change(fSettings.ProbeInterval, value);
+}
+
 void TModbusConnection::SetRecorderSize(std::uint32_t value) {
   CheckThread();
   fRecorder.SetSize(value);
@@ -163,6 +171,8 @@ void TModbusConnection::SetSerialPort(std::unique_ptr<TSerialPort> port) {
   line->OnFailure = [this] { SaveFailure(); };
   line->OnPortLost = [this](const std::string& reason) { OnPortLost(*this, reason); };
   line->OnPortFound = [this] { OnPortFound(*this); };
+  line->OnServerLost = [this](std::uint8_t server) { OnServerLost(*this, server); };
+  line->OnServerFound = [this](std::uint8_t server) { OnServerFound(*this, server); };
   line->OnTrace = [this](TTraceDirection direction, std::span<const std::uint8_t> frame,
                          std::chrono::steady_clock::time_point time) {
     OnTrace(*this, direction, frame, time);
@@ -201,12 +211,18 @@ const TClassInfo& TModbusConnection::StaticClass() {
                  kDefault.EchoSuppression),
        Published("ReconnectInterval", &TSelf::ReconnectInterval, &TSelf::SetReconnectInterval,
                  kDefault.ReconnectInterval),
+       Published("SetAsideAfter", &TSelf::SetAsideAfter, &TSelf::SetSetAsideAfter,
+                 kDefault.SetAsideAfter),
+       Published("ProbeInterval", &TSelf::ProbeInterval, &TSelf::SetProbeInterval,
+                 kDefault.ProbeInterval),
        Published("RecorderSize", &TSelf::RecorderSize, &TSelf::SetRecorderSize,
                  TFlightRecorder::kDefaultSize),
        Published("RecordingFile", &TSelf::RecordingFile, &TSelf::SetRecordingFile, ""),
        Published("Active", &TSelf::StoredActive, &TSelf::SetStoredActive, false),
        PublishedEvent("OnPortLost", &TSelf::OnPortLost),
        PublishedEvent("OnPortFound", &TSelf::OnPortFound),
+       PublishedEvent("OnServerLost", &TSelf::OnServerLost),
+       PublishedEvent("OnServerFound", &TSelf::OnServerFound),
        PublishedEvent("OnRecorded", &TSelf::OnRecorded),
        PublishedEvent("OnTrace", &TSelf::OnTrace)});
   return info;

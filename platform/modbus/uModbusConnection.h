@@ -35,6 +35,7 @@ class TModbusConnection : public TComponent {
  public:
   using TPortLostEvent = TEvent<void(TModbusConnection&, const std::string& reason)>;
   using TPortFoundEvent = TEvent<void(TModbusConnection&)>;
+  using TServerEvent = TEvent<void(TModbusConnection&, std::uint8_t serverAddress)>;
   using TRecordedEvent =
       TEvent<void(TModbusConnection&, const std::string& fileName, const std::string& failure)>;
   using TTraceEvent =
@@ -80,6 +81,15 @@ class TModbusConnection : public TComponent {
   void SetEchoSuppression(TEchoSuppression value);
   std::uint32_t ReconnectInterval() const { return fSettings.ReconnectInterval; }  ///< ms, 0 never
   void SetReconnectInterval(std::uint32_t value);
+  /// After so many time-outs in a row, retries included, a server is set aside: its requests
+  /// complete as srNone when their turn comes, without a request on the line, so that the other
+  /// servers are not held up. One of them is sent as a probe, once, every ProbeInterval; whatever
+  /// comes from the server itself, or opening the port, ends it. 0 = never.
+  std::uint8_t SetAsideAfter() const { return fSettings.SetAsideAfter; }
+  void SetSetAsideAfter(std::uint8_t value);
+  std::uint32_t ProbeInterval() const { return fSettings.ProbeInterval; }  ///< ms
+  void SetProbeInterval(std::uint32_t value);
+  bool IsSetAside(std::uint8_t serverAddress) const { return fQueue->IsSetAside(serverAddress); }
 
   /// The flight recorder: the last things that happened on the line, in so many bytes of memory,
   /// about 100 for a short transaction; 0 = none. Changing it forgets what was recorded.
@@ -105,6 +115,10 @@ class TModbusConnection : public TComponent {
   TPortLostEvent OnPortLost;
   /// A lost port is open again: the connection is active.
   TPortFoundEvent OnPortFound;
+  /// A server is set aside.
+  TServerEvent OnServerLost;
+  /// A server that was set aside has answered.
+  TServerEvent OnServerFound;
   /// The recording was saved to RecordingFile; or was not, and failure says why.
   TRecordedEvent OnRecorded;
   /// Every frame sent, every reply accepted and everything else that came, with its time.

@@ -127,7 +127,7 @@ std::string RuleText(std::uint8_t code, const TReplyLengthRule& rule) {
 
 std::string EntryText(const TRecordedEntry& entry) {
   const TShape& shape = kShapes[static_cast<std::size_t>(entry.Kind)];
-  std::string text = TimeText(entry.Time) + " ";
+  std::string text = TimeText(entry.Time) + (entry.Inside ? " +" : " ");
   text += shape.Word;
   if (shape.Number) text += " " + std::to_string(entry.Number);
   if (shape.Retries) text += " " + std::to_string(entry.Detail);
@@ -267,12 +267,16 @@ void CheckQueued(const TRecordedEntry& entry) {
 }
 
 TRecordedEntry EntryOf(nanoseconds time, std::string_view rest) {
+  const bool inside = rest.starts_with('+');
+  if (inside) rest.remove_prefix(1);
   const std::string_view word = TakeWord(rest);
   const auto shape = std::ranges::find(kShapes, word, &TShape::Word);
   if (shape == kShapes.end()) RefuseText(word, "kind of entry");
   TRecordedEntry entry;
+  entry.Inside = inside;
   entry.Time = time;
   entry.Kind = static_cast<TFlightKind>(shape - kShapes.begin());
+  if (inside && entry.Kind > TFlightKind::fkSet) RefuseText(word, "thing that a program does");
   if (shape->Number) entry.Number = TakeNumber<std::uint32_t>(rest);
   if (shape->Retries) entry.Detail = TakeNumber<std::uint8_t>(rest);
   if (!shape->Details.empty()) {
@@ -485,7 +489,8 @@ TRecording RecordingOf(
   std::vector<std::string> before = recording.Settings;
   recorder.ForEach([&](const TFlightEntry& entry) {
     if (!first) first = entry.Time;
-    TRecordedEntry recorded{entry.Time - *first, entry.Kind, entry.Detail, entry.Number, {}, {}};
+    TRecordedEntry recorded{
+        entry.Time - *first, entry.Kind, entry.Inside, entry.Detail, entry.Number, {}, {}};
     if (entry.Kind == TFlightKind::fkSet) {
       ++changes;
       std::vector<std::string> after = held();

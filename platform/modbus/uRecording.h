@@ -22,11 +22,11 @@ class ERecordingError : public Exception {
   using Exception::Exception;
 };
 
-/// One entry, its time counted from the recording's start. Number, Detail and Data as in
-/// TFlightEntry.
+/// One entry, its time counted from the recording's start; all but Text as in TFlightEntry.
 struct TRecordedEntry {
   std::chrono::nanoseconds Time{};
   TFlightKind Kind = TFlightKind::fkLook;
+  bool Inside = false;
   std::uint8_t Detail = 0;
   std::uint32_t Number = 0;
   Bytes Data;
@@ -57,8 +57,9 @@ struct TRecordedEntry {
 ///     discard NUMBER, skip NUMBER, wrote COUNT, open, close, released, look, reopen
 ///     sent NUMBER RETRIES BYTES, read BYTES, end REPLYKIND, set NAME VALUE, lost REASON
 ///
-/// Empty lines and lines that begin with # say nothing. In NAME, VALUE and REASON %0A stands for a
-/// line end, %25 for %, and so on.
+/// A + before the word of what the program does (queue, discard, open, close, set) says that it
+/// did so inside an event of the line. Empty lines and lines that begin with # say nothing. In
+/// NAME, VALUE and REASON %0A stands for a line end, %25 for %, and so on.
 struct TRecording {
   std::chrono::sys_time<std::chrono::nanoseconds> Start{};
   std::vector<std::string> Settings;  ///< "BaudRate 9600"

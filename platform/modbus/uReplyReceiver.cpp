@@ -66,6 +66,7 @@ void TReplyReceiver::GiveUp() {
 
 void TReplyReceiver::Received(std::size_t count, TTime now) {
   if (count == 0) return;
+  if (!fScanner.HasBytes()) fHeldSince = now - fTiming.Characters(count);
   fScanner.Received(count);
   fLast = now;
   fArrived = true;
@@ -97,7 +98,8 @@ TLineRest TReplyReceiver::RestAt(TTime now) const {
 }
 
 bool TReplyReceiver::Sort(TLineRest rest, TTime now) {
-  fLate.Expire(now);
+  // A late reply that has begun within its window is still one when it is whole.
+  fLate.Expire(fScanner.HasBytes() ? std::min(fHeldSince, now) : now);
   for (;;) {
     const TScannedFrame frame = fScanner.Next(rest);
     if (frame.Kind == TScannedFrame::TKind::None) return false;
@@ -132,7 +134,9 @@ bool TReplyReceiver::Consider(const TScannedFrame& frame) {
 }
 
 bool TReplyReceiver::TakeLate(TSpan frame) {
-  if (!fLate.Take(Body(frame), fTransaction)) return false;
+  const bool onceMore =
+      std::ranges::equal(frame, fAccepted) && fHeldSince <= fAcceptedAt + fTiming.Pause();
+  if (!fLate.Take(Body(frame), fTransaction, onceMore)) return false;
   OnLateReply();
   OnIgnored(frame);
   return true;
@@ -161,6 +165,8 @@ void TReplyReceiver::Accept(TSpan frame) {
   if (fEchoAwaited) LearnEcho(false);
   if (fHeldBack) LearnEcho(true);
   fReplyFrame.assign(frame.begin(), frame.end());
+  fAccepted = fReplyFrame;
+  fAcceptedAt = fLast;
   const bool exception = (frame[1] & kExceptionFlag) != 0;
   fResult = exception ? TServerReply::srExceptionReply : TServerReply::srNormalReply;
   if (fLate.Settle(fTransaction)) OweReply();
@@ -178,7 +184,8 @@ void TReplyReceiver::Fail() {
 
 void TReplyReceiver::OweReply() {
   const std::chrono::milliseconds window(fSettings.ReceiveTimeout);
-  fLate.Owe(fTransaction, fRequest, fSent + 2 * window);
+  // A server that was busy with another answer until now begins its own only then.
+  fLate.Owe(fTransaction, fRequest, std::max(fSent + 2 * window, fLast + window));
 }
 
 // A reply under way may be finished after the time-out, as long as it does not pause too long;

@@ -81,8 +81,11 @@ class TReplyReceiver {
   TLateReplies fLate;
   Bytes fRequest;  // without check sum
   Bytes fReplyFrame;
+  Bytes fAccepted;  // the last reply that was
+  TTime fAcceptedAt{};
   std::uint64_t fTransaction = 0;
   TTime fSent{}, fDeadline{}, fDue{}, fEarliest{}, fLast{};
+  TTime fHeldSince{};  // when what is held began to arrive, at the earliest
   TTime fWaitingUntil{};
   std::uint64_t fWaitingPlace = 0;
   TServerReply fResult = TServerReply::srNone;

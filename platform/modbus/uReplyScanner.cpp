@@ -16,13 +16,13 @@ constexpr std::size_t kHeader = 2;  // server address and function code
 constexpr std::size_t kLeastRoom = 512;
 
 // Behind a whole frame the check sum is 0, and stays so by every zero that a line adds when its
-// driver is switched off: the frame and its check sum would be read as data.
+// driver is switched off: the frame and its check sum would be read as data. A single zero is taken
+// as a part of the frame, because one right check sum in 256 ends with a zero, two in 65,536.
 bool IsFrameAndZeros(TSpan bytes) {
-  while (bytes.size() > kMinFrameLength && bytes.back() == 0) {
-    bytes = bytes.first(bytes.size() - 1);
-    if (CheckSumFits(bytes)) return true;
-  }
-  return false;
+  constexpr std::uint8_t kZeros[] = {0, 0};
+  if (bytes.size() < kMinFrameLength + std::size(kZeros)) return false;
+  const TSpan frame = bytes.first(bytes.size() - std::size(kZeros));
+  return std::ranges::equal(bytes.last(std::size(kZeros)), kZeros) && CheckSumFits(frame);
 }
 
 bool EndsWhole(TSpan bytes, TLineRest rest) {

@@ -12,6 +12,9 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::uint8_t kBroadcast = 0;
+// Less than any character takes; a handler may well take longer.
+constexpr std::chrono::microseconds kFresh{100};
+constexpr int kMostReads = 8;  // of at least 512 bytes
 
 }  // namespace
 
@@ -23,17 +26,19 @@ TRtuQueue::TRtuQueue(const TLineSettings& settings, const TReplyLengths& lengths
       fRecorder(recorder),
       fPort(std::move(port)),
       fTiming(settings),
-      fReceiver(settings, lengths) {
+      fReceiver(settings, lengths),
+      fDeadServers(settings) {
   fReceiver.OnIgnored = [this](std::span<const std::uint8_t> bytes) {
     fStatistics.Counters.NoiseBytes += bytes.size();
     Trace(TTraceDirection::tdIgnored, bytes);
-    if (fRecorder.LastTime() != fNow) Record(TFlightKind::fkLook);
+    RecordLook();
   };
   fReceiver.OnLateReply = [this] { ++fStatistics.Counters.LateReplies; };
 }
 
 TRtuQueue::~TRtuQueue() {
   ForgetReferences();
+  fRecorder.SetInside(false);
   fTimer.reset();
   fWatch.reset();
   fPort->Close();
@@ -74,7 +79,9 @@ void TRtuQueue::Advance(bool ready) {
       return LookForPort();
     case TState::Free:
       if (ready && !Receive()) return;
-      return fReceiver.LookIdle(fNow);
+      fReceiver.LookIdle(fNow);
+      while (SkipsFirst()) FailFirst();
+      return;
     case TState::Sending:
       if (fWritten < fFrame.size()) return Write();
       if (ready && !Receive()) return;
@@ -92,7 +99,7 @@ void TRtuQueue::Advance(bool ready) {
 void TRtuQueue::Pump() {
   if (fState != TState::Free) return;
   if (fOpened != fSettings.Port) Reopen();
-  if (fState == TState::Free && !Pending().empty() && fNow >= FreeAt()) Send();
+  if (MaySend() && (IsFresh() || (Drain() && MaySend()))) Send();
 }
 
 void TRtuQueue::Arm() {
@@ -115,7 +122,8 @@ TRtuQueue::TTime TRtuQueue::Due() {
     case TState::Free: {
       if (fOpened != fSettings.Port) return fNow;
       const TTime idle = fReceiver.IdleDue();
-      return Pending().empty() ? idle : std::min(idle, FreeAt());
+      if (Pending().empty()) return idle;
+      return SkipsFirst() ? fNow : std::min(idle, FreeAt());
     }
     case TState::Awaiting:
       return fReceiver.Due();
@@ -139,13 +147,31 @@ TReadiness TRtuQueue::Wanted() const {
 
 // ---- what the application is told ---------------------------------------------------------------
 
+// As long as this lives, what the program does is recorded as done inside an event.
+class TRtuQueue::TInside {
+ public:
+  explicit TInside(const TRef<TRtuQueue>& queue) : fQueue(queue) {
+    fQueue->fRecorder.SetInside(true);
+  }
+  TInside(const TInside&) = delete;
+  TInside& operator=(const TInside&) = delete;
+  ~TInside() {
+    if (fQueue) fQueue->fRecorder.SetInside(false);
+  }
+
+ private:
+  const TRef<TRtuQueue>& fQueue;
+};
+
 bool TRtuQueue::HasNews() const {
-  return fTellFailure || fTellLost || fTellFound || HasEnded() || !fTraces.Entries.empty();
+  return fTellFailure || fTellLost || fTellFound || fServerNews || HasEnded() ||
+         !fTraces.Entries.empty();
 }
 
 // Raises one thing; false when the queue did not survive it.
 bool TRtuQueue::RaiseNews() {
   const TRef<TRtuQueue> self(this);
+  const TInside inside(self);
   if (std::exchange(fTellFailure, false)) {
     OnFailure();
   } else if (!fTraces.Entries.empty()) {
@@ -154,6 +180,8 @@ bool TRtuQueue::RaiseNews() {
     OnPortLost(std::string(fLossReason));
   } else if (std::exchange(fTellFound, false)) {
     OnPortFound();
+  } else if (fServerNews) {
+    RaiseServerNews();
   } else {
     RaiseEnded();
   }
@@ -176,6 +204,12 @@ void TRtuQueue::RaiseTraces() {
     fSpareTraces = std::move(traces);
   }
   error.Raise();
+}
+
+void TRtuQueue::RaiseServerNews() {
+  const TServerNews news = *std::exchange(fServerNews, std::nullopt);
+  const auto event = news.Lost ? OnServerLost : OnServerFound;
+  event(news.Server);
 }
 
 void TRtuQueue::Trace(TTraceDirection direction, std::span<const std::uint8_t> frame) {
@@ -220,6 +254,7 @@ void TRtuQueue::Open() {
   fWatch = fLoop->NewWatch(fPort->Handle(), [this](TReadiness) { Turn(true); });
   fOpened = fSettings.Port;
   fReceiver.Reset();
+  fDeadServers.Clear();
   SetFree(fNow);
 }
 
@@ -267,11 +302,13 @@ void TRtuQueue::Lose(const std::string& reason) {
 
 // Without a port nothing is answered.
 void TRtuQueue::FailAll() {
-  while (!Pending().empty()) {
-    fCurrent = &Pending().front();
-    Record(TFlightKind::fkSkip, fCurrent->Number());
-    Finish(TServerReply::srNone, {});
-  }
+  while (!Pending().empty()) FailFirst();
+}
+
+void TRtuQueue::FailFirst() {
+  fCurrent = &Pending().front();
+  Record(TFlightKind::fkSkip, fCurrent->Number());
+  Finish(TServerReply::srNone, {});
 }
 
 // ---- sending ------------------------------------------------------------------------------------
@@ -294,6 +331,29 @@ void TRtuQueue::Dropped(const TModbusTransaction& transaction) {
   fNow = Loop().Now();
   Record(TFlightKind::fkDiscard, transaction.Number());
   Arm();  // another one is the first now
+}
+
+// The first request is for a server that is left in peace at present.
+bool TRtuQueue::SkipsFirst() {
+  return !Pending().empty() && fDeadServers.RestsAt(Pending().front().ServerAddress(), fNow);
+}
+
+bool TRtuQueue::MaySend() {
+  if (fState != TState::Free || Pending().empty() || SkipsFirst()) return false;
+  return fNow >= FreeAt();
+}
+
+// Nothing can have come unseen. A doubled or late reply that waits in the port while the program
+// was busy or suspended would pass for the reply to the next request.
+bool TRtuQueue::IsFresh() const { return fNow - fEmptyAt < kFresh; }
+
+// Takes all that waits in the port, as much as a port's buffer can hold; false when it is lost.
+bool TRtuQueue::Drain() {
+  for (int reads = 0; reads < kMostReads && !IsFresh(); ++reads) {
+    if (!Receive()) return false;
+    fReceiver.LookIdle(fNow);
+  }
+  return true;
 }
 
 // From when on the first request may leave. A line that chatters is not waited for for ever.
@@ -390,17 +450,28 @@ bool TRtuQueue::Receive() {
   if (done.Count > 0) Record(TFlightKind::fkRead, 0, 0, room.first(done.Count));
   fReceiver.Received(done.Count, fNow);
   if (done.Count > 0) fSilentUntil = fNow + fTiming.Silence();
+  if (done.Count < room.size()) fEmptyAt = fNow;
   return true;
 }
 
 void TRtuQueue::Await() {
-  if (!Receive() || !fReceiver.Look(fNow)) return;
+  if (!Receive()) return;
+  if (!fReceiver.Look(fNow)) return RecordLook();
   const TServerReply kind = fReceiver.Result();
+  JudgeServer(kind);
   if (kind == TServerReply::srNormalReply || kind == TServerReply::srExceptionReply) {
     Succeeded();
   } else {
     Failed(kind);
   }
+}
+
+// Any frame of its own, a broken one too, shows that a server is alive.
+void TRtuQueue::JudgeServer(TServerReply kind) {
+  const std::uint8_t server = fFrame[0];
+  const bool silent = kind == TServerReply::srNone || kind == TServerReply::srUnexpectedReply;
+  const bool changed = silent ? fDeadServers.TimedOut(server, fNow) : fDeadServers.Answered(server);
+  if (changed) fServerNews = {server, silent};
 }
 
 void TRtuQueue::Succeeded() {
@@ -423,7 +494,8 @@ void TRtuQueue::Failed(TServerReply kind) {
   RecordEnd(kind);
   SetFree(fSent);
   if (fCurrent == nullptr) return;
-  const bool again = fFrame[0] != kBroadcast && fAttempt < fSettings.MaxRetries;
+  const bool again = fFrame[0] != kBroadcast && fAttempt < fSettings.MaxRetries &&
+                     !fDeadServers.IsSetAside(fFrame[0]);
   if (!again) {
     if (fFrame[0] != kBroadcast) fTellFailure = true;
     return Finish(kind, fReceiver.Reply());
@@ -471,6 +543,11 @@ void TRtuQueue::RecordQueued(const TModbusTransaction& transaction) {
     }
   }
   Record(TFlightKind::fkQueue, transaction.Number(), detail, asked);
+}
+
+// What the receiver makes of its bytes depends on when it looks at them.
+void TRtuQueue::RecordLook() {
+  if (fRecorder.LastTime() != fNow) Record(TFlightKind::fkLook);
 }
 
 void TRtuQueue::RecordEnd(TServerReply kind) {

@@ -4,11 +4,13 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "platform/loop/uLoop.h"
+#include "platform/modbus/uDeadServers.h"
 #include "platform/modbus/uFileRecordFrames.h"
 #include "platform/modbus/uFlightRecorder.h"
 #include "platform/modbus/uLineStatistics.h"
@@ -36,11 +38,13 @@ class TRtuQueue final : public TTransactionQueue {
   void SetActive(bool value) override;
   void SettingsChanged() override;
   TLowLatency LowLatency() const override;
+  bool IsSetAside(std::uint8_t server) const override { return fDeadServers.IsSetAside(server); }
 
   TEvent<void(const std::string& reason)> OnPortLost;
   TEvent<void()> OnPortFound;
   /// A request on the line has failed, or the port was lost; raised before what tells of that.
   TEvent<void()> OnFailure;
+  TEvent<void(std::uint8_t server)> OnServerLost, OnServerFound;
   TEvent<void(TTraceDirection, std::span<const std::uint8_t>, TTime)> OnTrace;
 
  protected:
@@ -67,6 +71,12 @@ class TRtuQueue final : public TTransactionQueue {
     std::vector<TTrace> Entries;
     Bytes Frames;  // one after the other
   };
+  struct TServerNews {
+    std::uint8_t Server;
+    bool Lost;
+  };
+
+  class TInside;
 
   TLoop& Loop();
   void Turn(bool ready);
@@ -78,6 +88,7 @@ class TRtuQueue final : public TTransactionQueue {
   bool HasNews() const;
   bool RaiseNews();
   void RaiseTraces();
+  void RaiseServerNews();
 
   void Open();
   void Reopen();
@@ -85,7 +96,12 @@ class TRtuQueue final : public TTransactionQueue {
   void Close();
   void Lose(const std::string& reason);
   void FailAll();
+  void FailFirst();
 
+  bool SkipsFirst();
+  bool MaySend();
+  bool IsFresh() const;
+  bool Drain();
   TTime FreeAt();
   void Prepare(TModbusTransaction& transaction);
   void Send();
@@ -94,6 +110,7 @@ class TRtuQueue final : public TTransactionQueue {
   void Release();
   bool Receive();
   void Await();
+  void JudgeServer(TServerReply kind);
   void Ended();
   void Succeeded();
   void Failed(TServerReply kind);
@@ -103,6 +120,7 @@ class TRtuQueue final : public TTransactionQueue {
   void Record(TFlightKind kind, std::uint64_t number = 0, std::uint8_t detail = 0,
               std::span<const std::uint8_t> data = {});
   void RecordQueued(const TModbusTransaction& transaction);
+  void RecordLook();
   void RecordEnd(TServerReply kind);
 
   const TLineSettings& fSettings;
@@ -112,6 +130,7 @@ class TRtuQueue final : public TTransactionQueue {
   TPortSettings fOpened;  // what the port was opened with
   TLineTiming fTiming;
   TReplyReceiver fReceiver;
+  TDeadServers fDeadServers;
 
   TRef<TLoop> fLoop;
   std::unique_ptr<TLoopTimer> fTimer;
@@ -120,6 +139,7 @@ class TRtuQueue final : public TTransactionQueue {
   TTime fNow{};  // of this turn
   TTime fDue{};  // of the present state
   TTime fFreeSince{}, fSilentUntil{};
+  TTime fEmptyAt{};  // when the port was last found to hold nothing more
 
   TModbusTransaction* fCurrent = nullptr;  // the first of Pending() once sent; nil if discarded
   std::uint8_t fAttempt = 0;               // retries of the present frame
@@ -131,6 +151,7 @@ class TRtuQueue final : public TTransactionQueue {
   TTraces fTraces, fSpareTraces;
   std::string fLossReason;
   bool fTellLost = false, fTellFound = false, fTellFailure = false;
+  std::optional<TServerNews> fServerNews;
 };
 
 }  // namespace OrvixModBus

@@ -22,6 +22,7 @@ class TTransactionQueue : public TObject {
   /// The settings that the queue was made with have changed.
   virtual void SettingsChanged() {}
   virtual TLowLatency LowLatency() const { return TLowLatency::llNotOffered; }
+  virtual bool IsSetAside(std::uint8_t /*server*/) const { return false; }
 
   /// Queues a transaction that prepare has filled; when it throws, nothing has been queued.
   template <class TPrepare>

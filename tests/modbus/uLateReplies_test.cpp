@@ -17,7 +17,7 @@ const Bytes kReply = Hex("01 03 02 11 11");
 TEST(TLateReplies, NothingIsOwedAtFirst) {
   TLateReplies late;
   EXPECT_FALSE(late.Any());
-  EXPECT_FALSE(late.Take(kReply, 1));
+  EXPECT_FALSE(late.Take(kReply, 1, false));
   EXPECT_EQ(late.FreeAt(kRead, 1), TTime::min());
 }
 
@@ -41,16 +41,16 @@ TEST(TLateReplies, TheLatestWindowCounts) {
 TEST(TLateReplies, ATakenReplyIsOwedNoMore) {
   TLateReplies late;
   late.Owe(1, kRead, kNow);
-  EXPECT_FALSE(late.Take(Hex("01 04 02 11 11"), 2));
-  EXPECT_FALSE(late.Take(kReply, 1));  // it is this transaction's own
-  EXPECT_TRUE(late.Take(kReply, 2));
+  EXPECT_FALSE(late.Take(Hex("01 04 02 11 11"), 2, false));
+  EXPECT_FALSE(late.Take(kReply, 1, false));  // it is this transaction's own
+  EXPECT_TRUE(late.Take(kReply, 2, false));
   EXPECT_FALSE(late.Any());
 }
 
 TEST(TLateReplies, AnExceptionIsTakenAsWell) {
   TLateReplies late;
   late.Owe(1, kRead, kNow);
-  EXPECT_TRUE(late.Take(Hex("01 83 02"), 2));
+  EXPECT_TRUE(late.Take(Hex("01 83 02"), 2, false));
 }
 
 TEST(TLateReplies, AReplySettlesTheOldestAttemptOfItsTransaction) {
@@ -77,9 +77,9 @@ TEST(TLateReplies, LongAndShortRequestsAreKeptAsFarAsTheyTell) {
   TLateReplies late;
   late.Owe(1, Hex("01 10 00 01 00 02 04 00 00 00 00"), kNow);
   late.Owe(2, Hex("01 11"), kNow);
-  EXPECT_FALSE(late.Take(Hex("01 10 00 01 00 03"), 3));
-  EXPECT_TRUE(late.Take(Hex("01 10 00 01 00 02"), 3));
-  EXPECT_TRUE(late.Take(Hex("01 11 01 FF"), 3));
+  EXPECT_FALSE(late.Take(Hex("01 10 00 01 00 03"), 3, false));
+  EXPECT_TRUE(late.Take(Hex("01 10 00 01 00 02"), 3, false));
+  EXPECT_TRUE(late.Take(Hex("01 11 01 FF"), 3, false));
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ TEST(TModbusConnection, EveryPropertyIsAtItsDefaultAtFirst) {
                   std::get<std::int64_t>(*property->Default));
     }
   }
-  EXPECT_EQ(simple, 13);
+  EXPECT_EQ(simple, 17);
 }
 
 TEST(TModbusConnection, ValuesWithoutSenseAreRefusedAndNothingChanges) {

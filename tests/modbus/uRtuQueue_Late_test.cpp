@@ -234,6 +234,51 @@ TEST_F(TLate, AfterAnAnsweredRetryOneReplyIsStillOwed) {
   EXPECT_EQ(Connection->Counters().LateReplies, 1u);
 }
 
+// The second copy comes right behind the first one, and pays for nothing.
+TEST_F(TLate, ADoubledReplyIsNotTheOneThatIsStillOwed) {
+  Connection->SetMaxRetries(2);
+  Wire.OnWrite = [this, count = 0](const Bytes&) mutable {
+    const Bytes first = Frame("01 03 02 11 11");
+    switch (++count) {
+      case 1:
+        return Wire.Arrive(1400ms, Frame("01 03 02 33 33"));
+      case 2:
+        return Wire.Arrive(10ms, first + first);
+      default:
+        Wire.Arrive(10ms, Frame("01 03 02 22 22"));
+    }
+  };
+  Send("03 00 00 00 01");
+  Send("03 00 05 00 01");
+  Await(2);
+  EXPECT_EQ(Outcomes[0].Reply, Hex("01 03 02 11 11"));
+  EXPECT_EQ(Outcomes[1].Reply, Hex("01 03 02 22 22"));
+  EXPECT_DOUBLE_EQ(SentAt(2), 1400);
+}
+
+// 9600 baud: a reply of 255 bytes takes 266 ms. The server answers one request after the other.
+TEST_F(TLate, ALateReplyThatHasBegunInItsWindowIsOneWhenItIsWhole) {
+  Connection->SetBaudRate(9600);
+  Connection->SetSilentInterval(-1);
+  Connection->SetMaxRetries(1);
+  Bytes late = Hex("01 03 FA"), reply = late;
+  late.resize(253, 0x11);
+  reply.resize(253, 0x22);
+  Wire.OnWrite = [&, count = 0](const Bytes&) mutable {
+    constexpr auto kCharacter = 1042us;
+    // The first attempt is answered in the second one's time, and the second one after that.
+    if (++count == 1) Wire.Arrive(1900ms, Frame(late), kCharacter);
+    if (count == 2) Wire.Arrive(1500ms, Frame(late), kCharacter);
+    if (count == 3) Wire.Arrive(100ms, Frame(reply), kCharacter);
+  };
+  Send("03 00 00 00 7D");
+  Send("03 01 00 00 7D");
+  Await(2);
+  EXPECT_EQ(Outcomes[0].Kind, srNormalReply);
+  EXPECT_EQ(Outcomes[0].Retries, 1);
+  EXPECT_EQ(Outcomes[1].Reply, reply);
+}
+
 TEST_F(TLate, TheWindowIsThatOfTheLastAttempt) {
   Connection->SetMaxRetries(2);
   // Sent at 0, 1000 and 2000, given up at 3000.
@@ -384,6 +429,35 @@ TEST_F(TLate, ThousandsOfLateAndLostRepliesNeverAnswerAnotherQuestion) {
       ASSERT_EQ(Outcomes[0].Reply, expected) << i;
     }
     EXPECT_GT(normal, 500);
+  }
+}
+
+// The program is busy in a handler, or suspended, while something comes behind the reply.
+TEST_F(TLate, WhatWaitsInThePortWhenARequestLeavesIsNoReplyToIt) {
+  const struct {
+    const char* Name;
+    Bytes Meanwhile;
+  } kCases[] = {
+      {"the reply again", Frame("01 03 02 11 11")},
+      {"its begin", Hex("01 03")},
+      {"noise that fills the port", Bytes(4000, 0x01)},
+  };
+  for (const auto& one : kCases) {
+    SCOPED_TRACE(one.Name);
+    Outcomes.clear();
+    Wire.OnWrite = [&, first = true](const Bytes&) mutable {
+      Wire.Arrive(10ms, Frame(std::exchange(first, false) ? "01 03 02 11 11" : "01 03 02 22 22"));
+    };
+    Connection->OnTrace = [&](TModbusConnection&, TTraceDirection direction, auto, auto) {
+      if (direction != TTraceDirection::tdReceived || !Outcomes.empty()) return;
+      Wire.Arrive(0ms, one.Meanwhile);
+      Loop.Skip(5s);
+    };
+    Send("03 00 00 00 01");
+    Send("03 00 05 00 01");
+    Await(2);
+    EXPECT_EQ(Outcomes[0].Reply, Hex("01 03 02 11 11"));
+    EXPECT_EQ(Outcomes[1].Reply, Hex("01 03 02 22 22"));
   }
 }
 

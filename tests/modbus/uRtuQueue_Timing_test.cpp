@@ -102,13 +102,14 @@ TEST_F(TTiming, ALineThatChattersIsNotWaitedForForEver) {
   EXPECT_EQ(Outcomes[0].Kind, srInvalidFrame);
 }
 
-TEST_F(TTiming, AReplyAtLineSpeedCostsOneWriteOneWaitAndOneRead) {
+// Besides the reply, what has come unseen is read before a request leaves after a silence.
+TEST_F(TTiming, AReplyAtLineSpeedCostsOneWriteOneWaitAndTwoReads) {
   RealLine(0us, Frame("01 03 02 00 07"));
   RunFor(1s);
   const int wakes = Loop.Wakes();
   EXPECT_EQ(Exchange("03 00 00 00 01").Kind, srNormalReply);
   EXPECT_EQ(Wire.Writes, 1);
-  EXPECT_EQ(Wire.Reads, 1);
+  EXPECT_EQ(Wire.Reads, 2);
   EXPECT_EQ(Loop.Wakes() - wakes, 1);
 }
 
@@ -118,7 +119,7 @@ TEST_F(TTiming, ALongReplyAtLineSpeedCostsAWakeAndAReadEvery50Milliseconds) {
   RealLine(0us, Frame(body));
   RunFor(1s);
   EXPECT_EQ(Exchange("03 00 00 00 7D").Kind, srNormalReply);
-  EXPECT_LE(Wire.Reads, 4);  // 146 ms
+  EXPECT_LE(Wire.Reads, 5);  // 146 ms
 }
 
 TEST_F(TTiming, ASlowServerCostsOneMoreWakeThanItsBursts) {
@@ -126,7 +127,7 @@ TEST_F(TTiming, ASlowServerCostsOneMoreWakeThanItsBursts) {
   RunFor(1s);
   const int wakes = Loop.Wakes();
   EXPECT_EQ(Exchange("03 00 00 00 01").Kind, srNormalReply);
-  EXPECT_LE(Wire.Reads, 3);
+  EXPECT_LE(Wire.Reads, 4);
   EXPECT_LE(Loop.Wakes() - wakes, 3);
 }
 
@@ -160,7 +161,7 @@ TEST_F(TTiming, ALinkWithoutCharactersReadsWhatComesAtOnce) {
   EXPECT_DOUBLE_EQ(SentAt(1), 0.25);
   EXPECT_DOUBLE_EQ(Elapsed(Outcomes[1]), 0.5);
   EXPECT_EQ(Wire.Writes, 2);
-  EXPECT_EQ(Wire.Reads, 2);
+  EXPECT_EQ(Wire.Reads, 3);
   EXPECT_EQ(Loop.Wakes() - wakes, 2);
 }
 

@@ -24,6 +24,12 @@ constexpr TFormText kTexts[] = {
      "Whether the line echoes what is sent; `esAuto` learns it."},
     {"TModbusConnection.ReconnectInterval",
      "Milliseconds between attempts to open a port again that vanished; 0 never does."},
+    {"TModbusConnection.SetAsideAfter",
+     "Time-outs in a row after which a server is set aside, so that it does not hold up the "
+     "others; 0 "
+     "never does."},
+    {"TModbusConnection.ProbeInterval",
+     "Milliseconds between requests to a server that is set aside."},
     {"TModbusConnection.RecorderSize",
      "Bytes of memory in which the last things that happened on the line are kept; 0 keeps none."},
     {"TModbusConnection.RecordingFile",
@@ -31,6 +37,8 @@ constexpr TFormText kTexts[] = {
     {"TModbusConnection.Active", "Opens the port once the whole form has been read."},
     {"TModbusConnection.OnPortLost", "The port vanished, or could not be opened again."},
     {"TModbusConnection.OnPortFound", "A lost port is open again."},
+    {"TModbusConnection.OnServerLost", "A server is set aside."},
+    {"TModbusConnection.OnServerFound", "A server that was set aside has answered."},
     {"TModbusConnection.OnRecorded", "The recording was saved, or why it could not be."},
     {"TModbusConnection.OnTrace", "Every frame on the line, with direction and time."},
 
