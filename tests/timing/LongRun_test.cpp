@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <sys/resource.h>
 
 #include <cstddef>
 
@@ -16,18 +15,10 @@ extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 
 #include "platform/loop/uSystemLoop.h"
 #include "tests/line/SimulatedLine.h"
+#include "tests/timing/ProcessorTime.h"
 
 namespace OrvixModBus {
 namespace {
-
-std::chrono::microseconds ProcessorTimeOfThisThread() {
-  rusage usage{};
-  getrusage(RUSAGE_THREAD, &usage);
-  const auto of = [](const timeval& time) {
-    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
-  };
-  return of(usage.ru_utime) + of(usage.ru_stime);
-}
 
 TEST(IdleProgram, AnOpenPortUsesNoProcessorTime) {
   TSystemLoop loop;
