@@ -170,8 +170,8 @@ TEST_F(APieces, ThatPauseTooLongAreCut) {
   EXPECT_TRUE(fReply.empty());
 }
 
-// Until silence, a line's zeros behind a frame would make it longer, and its check sum data.
-TEST_F(APieces, ZerosBehindAFrameAreNeverItsData) {
+// Until silence, a line's zeros behind a frame keep its check sum right.
+TEST_F(APieces, ZerosBehindAFrameAreNotItsData) {
   for (std::size_t zeros = 2; zeros <= 6; ++zeros) {
     SCOPED_TRACE(zeros);
     Answer(FromHex("20 01 02 03 04"), 100, 0ns);
@@ -180,6 +180,24 @@ TEST_F(APieces, ZerosBehindAFrameAreNeverItsData) {
     EXPECT_EQ(fKind, TServerReply::srInvalidFrame);
     EXPECT_TRUE(fReply.empty());
   }
+}
+
+// One right frame in 256 ends with a zero and would be one without it, too. Only a check sum of 0
+// is taken for zeros of the line.
+TEST_F(APieces, OfEveryValueUntilSilenceAreWholeUnlessTheCheckSumIs0) {
+  int zeros = 0;
+  for (unsigned value = 0; value <= 0xFFFF && !HasFailure(); ++value) {
+    SCOPED_TRACE(value);
+    Answer({0x20, static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value & 0xFF)},
+           100, 0ns);
+    const Bytes& frame = fPieces[0].Data;
+    if (frame[frame.size() - 2] == 0 && frame.back() == 0) {
+      ++zeros;
+    } else {
+      ExpectWhole(FromHex("20 00 00 00 00"));
+    }
+  }
+  EXPECT_EQ(zeros, 1);
 }
 
 TEST_F(APieces, ThatEndInZerosAreWhole) {
