@@ -6,6 +6,7 @@
 #include <array>
 #include <memory>
 #include <numeric>
+#include <set>
 
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/input.h"
@@ -34,12 +35,12 @@ struct TRegPlace {
 
 // Each kind of read and write, plain ones: no request leaves its page, no write its width.
 constexpr TRegPlace kRegs[] = {
-    {"Coil", 0, 0x01, 0x05, 2, 1},        {"Coils", 1, 0x01, 0, 1, 8},
-    {"Input", 4, 0x02, 0, 1, 1},          {"Holding", 2, 0x03, 0x06, 2, 2},
-    {"Wide", 4, 0x03, 0x10, 2, 4},        {"Far", 300, 0x03, 0x6C, 2, 1},
-    {"Measured", 2, 0x04, 0, 2, 3},       {"Bytewise", 40, 0x04, 0, 1, 4},
-    {"Shorter", 0, 0x21, 0, 1, 4},        {"Longer", 1, 0x21, 0, 1, 4},
-    {"Paged", 0x10010, 0x43, 0x65, 1, 9}, {"Neighbour", 0x10019, 0x43, 0x65, 1, 20},
+    {"Coil", 0, 0x01, 0x05, 2, 1},     {"Coils", 1, 0x01, 0, 1, 8},
+    {"Input", 4, 0x02, 0, 1, 1},       {"Holding", 2, 0x03, 0x06, 2, 2},
+    {"Wide", 4, 0x03, 0x10, 2, 4},     {"Far", 300, 0x03, 0x6C, 2, 1},
+    {"Measured", 2, 0x04, 0, 2, 3},    {"Next", 5, 0x04, 0, 2, 2},
+    {"Shorter", 0, 0x21, 0, 2, 2},     {"Longer", 0x101, 0x21, 0, 2, 2},
+    {"Paged", 0x20, 0x43, 0x65, 1, 9}, {"Neighbour", 0x29, 0x43, 0x65, 1, 20},
 };
 
 void AddRegs(TMBRegs& regs) {
@@ -217,6 +218,7 @@ class TPlant {
         fHonest = false;
         return Headed(fInput.Byte());
       case 2:
+        fRefused.insert(fHeard);
         return WithCheckSum({fRequest[0], static_cast<std::uint8_t>(fRequest[1] | 0x80), 2});
       case 3:
       case 4:
@@ -346,7 +348,8 @@ class TPlant {
     const bool exception = (reply[1] & kExceptionFlag) != 0;
     const auto told = exception ? TServerReply::srExceptionReply : TServerReply::srNormalReply;
     Require(kind == told, "an exception is told as one");
-    if (!fHonest || exception) return;
+    if (!fHonest) return;
+    if (exception) return Require(fRefused.contains(fHeard), "an exception is to its own request");
     const auto good = GoodReply(fSent, Filler());
     Require(good && std::ranges::equal(*good, reply), "an answer is to its own request");
   }
@@ -410,6 +413,7 @@ class TPlant {
 
   Bytes fRequest;  // that the device answers, without check sum
   Bytes fLastChunk;
+  std::set<int> fRefused;  // transactions that were answered by an exception
   bool fHonest = true;     // so far everything was by the book, or nothing at all
   Bytes fSent, fReceived;  // by the trace; without check sum, with it
   Bytes fValues;           // of the completion under way
