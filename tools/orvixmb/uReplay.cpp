@@ -214,7 +214,7 @@ void TReplay::ApplyInside(bool isLast) {
 bool TReplay::MayPass(std::size_t index) const {
   const TRecordedEntry& entry = fEntries[index];
   if (IsByProgram(entry.Kind)) return entry.Inside;
-  if (index <= fAt || fWire.IsDone(index)) return true;
+  if (fWire.IsDone(index)) return true;
   if (entry.Kind == fkSent) return fWire.IsSent(index);
   return entry.Kind != fkRead && entry.Kind != fkLost && entry.Time <= Now();
 }

@@ -40,8 +40,8 @@ class TReplayWire final : public TVirtualHandle {
   /// The program opens the port; else only the recording says whether it can be opened.
   void SetOpening(bool value) { fOpening = value; }
 
-  /// Has the line made use of this entry ahead of its turn?
-  bool IsDone(std::size_t index) const { return fDone[index]; }
+  /// Has the line made use of this entry, or may it do so by now?
+  bool IsDone(std::size_t index) const { return index < fReached || fDone[index]; }
   /// Has the frame of this entry, or of a later one, been sent?
   bool IsSent(std::size_t index) const { return index < fSentEnd; }
   /// How what is sent differs from the recording; empty = it does not, up to now.
