@@ -135,7 +135,8 @@ class TMBLib : public TObject {
   /// The names that a line stands for: itself when it holds none of the separator characters. From
   /// an index of 0 on, index marks are first replaced by the index in indexFormat (see Format).
   /// Throws "TMBLib.RegNameDecode - Wrong format of register name mask" for a wrong count of parts,
-  /// EConvertError for a first, last or width that is no number.
+  /// EConvertError for a first, last or width that is no number, Exception "The series ... is too
+  /// long" for one that would fill the memory.
   static TStringDynArray RegNameDecode(std::string_view regName, std::string_view numberMark,
                                        std::string_view rangeSep, std::string_view indexMark,
                                        int index, std::string_view indexFormat);

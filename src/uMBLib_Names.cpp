@@ -18,6 +18,8 @@ constexpr std::string_view kRangeSep = "|";
 constexpr std::string_view kIndexMark = "!";
 constexpr int kNoIndex = -1;
 constexpr int kNoBit = -1;
+// About as many characters a series may become: a line that would fill the memory is a mistake.
+constexpr std::size_t kMostCharacters = std::size_t{32} << 20;
 
 // One series: a name with number marks, the first and the last number, the least count of digits.
 struct TSeries {
@@ -38,8 +40,12 @@ TSeries ReadSeries(const TStringDynArray& fields) {
 TStringDynArray Expand(const TSeries& series, std::string_view numberMark) {
   const std::string format = "%." + series.width + "d";
   TStringDynArray names;
+  std::size_t characters = 0;
   for (std::int64_t number = series.first; number <= series.last; ++number) {
-    names.push_back(ReplaceAll(series.name, numberMark, Format(format, {number})));
+    const std::string text = Format(format, {number});
+    characters += sizeof(std::string) + series.name.size() * text.size();
+    if (characters > kMostCharacters) throw Exception("The series " + series.name + " is too long");
+    names.push_back(ReplaceAll(series.name, numberMark, text));
   }
   return names;
 }

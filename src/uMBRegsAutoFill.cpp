@@ -14,6 +14,9 @@ namespace {
 
 using TMembers = TMBRegTypeStructurs::TItems;
 
+// Structures that hold each other twice grow beyond all memory within some levels.
+constexpr std::size_t kMostMembers = 65'536;
+
 TStringDynArray LinesOf(const TStringList& list) {
   TStringDynArray lines;
   lines.reserve(static_cast<std::size_t>(list.Count()));
@@ -30,6 +33,7 @@ TMembers FlatMembers(const TMBRegTypeStructurs& structurs, const std::string& st
   };
   TMembers flat;
   std::vector<TLevel> levels;
+  std::size_t count = 0;
   const auto enter = [&](const std::string& name) {
     if (std::ranges::find(levels, name, &TLevel::Structur) != levels.end()) {
       throw Exception("Structure " + name + " contains itself");
@@ -42,6 +46,9 @@ TMembers FlatMembers(const TMBRegTypeStructurs& structurs, const std::string& st
     if (level.Next == level.Members.size()) {
       levels.pop_back();
       continue;
+    }
+    if (++count > kMostMembers) {
+      throw Exception("Structure " + structurName + " has too many members");
     }
     TMBRegTypeStructure* const member = level.Members[level.Next++];
     if (member->RegType() == TRegType::rtStructur) {
@@ -70,6 +77,7 @@ struct TMBRegsAutoFill::TFill {
 };
 
 TMBRegs& TMBRegsAutoFill::Regs() const {
+  CheckThread();
   if (!fMBLetter) throw Exception("MBLetters not assigned");
   TMBRegs& regs = fMBLetter->Regs();
   if (regs.MBTypeInfo() == nullptr) throw Exception("TypeInfo not assigned");
@@ -166,6 +174,7 @@ void TMBRegsAutoFill::FillStructurReg(const TMBReg& base, TMBReg& reg,
 void TMBRegsAutoFill::Assign(const TPersistent& source) {
   const auto* fill = dynamic_cast<const TMBRegsAutoFill*>(&source);
   if (fill == nullptr) return TComponent::Assign(source);
+  CheckThread();
   SetMBLetter(fill->MBLetter());
   SetRegNameList(fill->fRegNameList);
 }

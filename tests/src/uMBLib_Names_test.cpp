@@ -63,6 +63,16 @@ INSTANTIATE_TEST_SUITE_P(
         TDecodeRow{"OtherNegativeIndexKept", "A!", -2, {"A!"}}),
     TRowName());
 
+TEST(RegNameDecode, RefusesASeriesThatWouldFillTheMemory) {
+  for (const char* line : {"T%|0|2147483647", "T%|-2147483648|2147483647|2", "T%|1|100000|9999"}) {
+    EXPECT_THAT([&] { Decode(line); }, ThrowsMessage<Exception>("The series T% is too long"))
+        << line;
+  }
+  EXPECT_EQ(Decode("T%|1|65536|5").size(), 65536u);
+  const std::string marks(100'000, '%');
+  EXPECT_THROW(Decode((marks + "|1|1|9999").c_str()), Exception);
+}
+
 TEST(RegNameDecode, WritesTheIndexInItsFormat) {
   EXPECT_THAT(Decode("Ch!_V%|1|2", 4, "%.2d"), ElementsAre("Ch04_V1", "Ch04_V2"));
   EXPECT_THAT(Decode("A!", 10, "<%x>"), ElementsAre("A<A>"));

@@ -546,6 +546,23 @@ TEST_F(AutoFillStructur, KnowsNoSuchStructure) {
   EXPECT_THAT(Names(), IsEmpty());
 }
 
+// Each level holds the next one twice: twenty levels are a million members, of a short form.
+TEST_F(AutoFillStructur, RefusesStructuresThatWouldFillTheMemory) {
+  for (const char* innermost : {"Leaf", "Nix"}) {
+    types->TypeStructurs().Clear();
+    AddMember("Leaf", "A", 0, 1);
+    for (int level = 0; level < 20; ++level) {
+      const std::string inner = level == 0 ? innermost : "Level" + std::to_string(level - 1);
+      const std::string outer = "Level" + std::to_string(level);
+      AddMember(outer, "A", 0, 1, TRegType::rtStructur, inner);
+      AddMember(outer, "B", 1, 1, TRegType::rtStructur, inner);
+    }
+    EXPECT_THAT([&] { fill->AddStructurReg("Level19", base); },
+                ThrowsMessage<Exception>("Structure Level19 has too many members"));
+    EXPECT_THAT(Names(), IsEmpty());
+  }
+}
+
 TEST_F(AutoFillStructur, RefusesAStructureThatContainsItselfBeforeItAddsAnything) {
   using enum TRegType;
   AddMember("Self", "A", 0, 1);
