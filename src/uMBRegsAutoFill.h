@@ -39,14 +39,11 @@ class TMBRegsAutoFill : public TComponent {
 
   /// The letter whose register set is filled; nil for none, or when it has been destroyed.
   TMBLetter* MBLetter() const { return fMBLetter.Get(); }
-  void SetMBLetter(TMBLetter* value) { Store(fMBLetter, value); }
+  void SetMBLetter(TMBLetter* value) { fMBLetter = value; }
   /// One register name per line, no series.
   TStringList& RegNameList() { return fRegNameList; }
   const TStringList& RegNameList() const { return fRegNameList; }
-  void SetRegNameList(const TStringList& value) {
-    CheckThread();
-    fRegNameList.Assign(value);
-  }
+  void SetRegNameList(const TStringList& value) { fRegNameList.Assign(value); }
 
   TOnGetRegName OnGetRegName;  ///< FillRegs asks for the names
   TOnGetRegInfo OnGetRegInfo;  ///< FillRegs asks to describe a register
@@ -70,7 +67,8 @@ class TMBRegsAutoFill : public TComponent {
   /// Adds a register for each member of a structure, nested structures in place of their member,
   /// all as FillStructurReg describes them, whatever is in the set. On purpose: members of a nested
   /// structure lie relative to base, too, not to the member. Throws Exception naming the structure
-  /// when one contains itself, and nothing has been added.
+  /// when one contains itself, or when there are more than 65536 members, nested structures among
+  /// them, and nothing has been added.
   void AddStructurReg(const std::string& structurName, const TMBReg& base);
   /// Describes the register of one member: "!" in the name is base's ChanelIndex, Offset counts
   /// from base's Adress, Count is Size; function codes and BytesInOneReg are those of base. Throws
