@@ -167,13 +167,20 @@ void TStation::Ended(TModbusTransaction& transaction) {
   const TServerReply kind = transaction.ServerReply();
   const bool answered =
       kind == TServerReply::srNormalReply || kind == TServerReply::srExceptionReply;
-  if (answered && transaction.Kind() != TTransactionKind::tkFileRecord) {
-    const auto request = transaction.Request().Data(), reply = transaction.Reply().Data();
-    Check(reply[0] == fServer && fWitness.Answered(fServer, request.subspan(1), reply.subspan(1)),
-          Hex(request) + "answered by " + Hex(reply));
-  }
+  if (answered && transaction.Kind() != TTransactionKind::tkFileRecord) CheckAnswer(transaction);
   OnEnded(transaction);
   Wait(fRandom.Between(0, kLongestPause));
+}
+
+void TStation::CheckAnswer(const TModbusTransaction& transaction) {
+  const auto request = transaction.Request().Data(), reply = transaction.Reply().Data();
+  const auto asked = request.subspan(1), told = reply.subspan(1);
+  if (fWitness.AnsweredButForAZero(fServer, asked, told)) {
+    ++fTally.Undecidable;
+    return;
+  }
+  Check(reply[0] == fServer && fWitness.Answered(fServer, asked, told),
+        Hex(request) + "answered by " + Hex(reply) + fWitness.Text());
 }
 
 void TStation::Wait(std::uint64_t time) {

@@ -24,7 +24,8 @@ struct TStormTally {
   std::uint64_t Ended = 0;     ///< transactions
   std::uint64_t Compared = 0;  ///< values and whole answers
   std::uint64_t Wrong = 0;
-  std::uint64_t Stuck = 0;  ///< wait counters above 0 with nothing pending
+  std::uint64_t Undecidable = 0;  ///< right but for a zero that nobody can tell apart
+  std::uint64_t Stuck = 0;        ///< wait counters above 0 with nothing pending
   std::vector<std::string> Complaints;
   bool Stopping = false;  ///< nothing new is begun
 };
@@ -60,6 +61,7 @@ class TStation {
   void ListenToOscillograms();
 
   void Ended(TModbusTransaction& transaction);
+  void CheckAnswer(const TModbusTransaction& transaction);
   void Wait(std::uint64_t milliseconds);
   void Next();
   void CheckCounters(TMBLetter& letter);

@@ -191,6 +191,7 @@ TStormReport TStorm::Run() {
   report.Compared = fTally.Compared;
   report.Wrong = fTally.Wrong;
   report.Stuck = fTally.Stuck;
+  report.Undecidable = fTally.Undecidable;
   report.Complaints = fTally.Complaints;
   report.Seconds = std::chrono::duration<double>(TClock::now() - began).count();
   report.LineSeconds = std::chrono::duration<double>(loop.Now() - lineBegan).count();
@@ -274,6 +275,8 @@ std::string TStormReport::Text() const {
   text << "ports lost " << Hangups << ", found again " << Returns << "\n";
   text << "late replies thrown away " << Late << "\n";
   text << "compared " << Compared << ", wrong " << Wrong << "\n";
+  text << "a zero behind a reply of unknown length, which nobody can tell apart: " << Undecidable
+       << "\n";
   text << "lost completions " << Lost << "\n";
   text << "stuck wait counters " << Stuck << "\n";
   text << "resident memory " << Warm.Kilobytes << " KiB after a tenth, " << End.Kilobytes

@@ -34,11 +34,12 @@ struct TStormReport {
   std::uint64_t Late = 0;  ///< replies that were thrown away because they came too late
   std::uint64_t Hangups = 0, Returns = 0;
   std::uint64_t Compared = 0, Wrong = 0;
-  std::uint64_t Lost = 0;   ///< transactions that never ended, or more than once
-  std::uint64_t Stuck = 0;  ///< wait counters
-  TFootprint Warm, End;     ///< after a tenth of the transactions, and at the end
-  double LineSeconds = 0;   ///< that passed on the lines
-  double Seconds = 0;       ///< of the machine
+  std::uint64_t Undecidable = 0;  ///< a zero behind a reply that only silence ends
+  std::uint64_t Lost = 0;         ///< transactions that never ended, or more than once
+  std::uint64_t Stuck = 0;        ///< wait counters
+  TFootprint Warm, End;           ///< after a tenth of the transactions, and at the end
+  double LineSeconds = 0;         ///< that passed on the lines
+  double Seconds = 0;             ///< of the machine
   std::vector<std::string> Complaints;
 
   bool IsClean() const { return Wrong == 0 && Lost == 0 && Stuck == 0; }

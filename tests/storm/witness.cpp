@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/modbus/uRtuFrame.h"
 #include "platform/rtl/uNumText.h"
 
 namespace OrvixModBus {
@@ -24,6 +25,18 @@ std::uint32_t Word(TSpan bytes, std::size_t position) {
 bool Has(TSpan bytes, std::uint64_t offset, TSpan part) {
   return offset + part.size() <= bytes.size() &&
          std::ranges::equal(bytes.subspan(offset, part.size()), part);
+}
+
+Bytes FrameOf(std::uint8_t server, TSpan reply) {
+  Bytes body{server}, frame;
+  body.insert(body.end(), reply.begin(), reply.end());
+  FormFrame(body, frame);
+  return frame;
+}
+
+Bytes WithZero(Bytes frame) {
+  frame.push_back(0);
+  return frame;
 }
 
 bool IsBit(std::uint8_t function) { return function == 0x01 || function == 0x02; }
@@ -108,6 +121,16 @@ bool TWitness::Any(std::uint8_t server, std::uint8_t function, TCondition condit
 bool TWitness::Answered(std::uint8_t server, TSpan request, TSpan reply) const {
   return !request.empty() && Any(server, request[0], [&](const TJournalEntry& entry) {
     return std::ranges::equal(entry.Request, request) && std::ranges::equal(entry.Reply, reply);
+  });
+}
+
+bool TWitness::AnsweredButForAZero(std::uint8_t server, TSpan request, TSpan reply) const {
+  constexpr std::uint8_t kEndWithSilence[] = {0x20, 0x24, 0x41, 0x67};
+  if (std::ranges::find(kEndWithSilence, request[0]) == std::end(kEndWithSilence)) return false;
+  return Any(server, request[0], [&](const TJournalEntry& entry) {
+    const Bytes heard = FrameOf(server, entry.Reply), told = FrameOf(server, reply);
+    return std::ranges::equal(entry.Request, request) &&
+           (WithZero(heard) == told || heard == WithZero(told));
   });
 }
 

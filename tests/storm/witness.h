@@ -24,6 +24,10 @@ class TWitness {
   /// A device answered exactly this (function code and data) to exactly this request.
   bool Answered(std::uint8_t server, std::span<const std::uint8_t> request,
                 std::span<const std::uint8_t> reply) const;
+  /// The same but for a zero behind one of the two frames. Where only silence ends a reply nobody
+  /// can tell whether that zero belongs to it, because the check sum is right with and without.
+  bool AnsweredButForAZero(std::uint8_t server, std::span<const std::uint8_t> request,
+                           std::span<const std::uint8_t> reply) const;
   /// The register has the bytes that the device reported for it, or took from a write.
   bool Holds(std::uint8_t server, const TMBReg& reg) const;
   /// The device reported exactly this record of a file.
