@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kMostOperations = 60;
 
-// The names of a series, when it is one; a line that would fill the memory counts as none here.
+// Longer ones are refused, or take too long here.
 bool IsShortSeries(std::string_view line) {
   const TStringDynArray fields = SplitAtAny(line, "|");
   std::int32_t first = 0, last = 0, width = 1;
