@@ -86,10 +86,12 @@ void PrintReal(TPlain plain, double value) {
   if (plain.Precision < 0) plain.Precision = 2;
   const std::string text = Trim(Format(TextOf(plain, ""), {value}));
   const std::string wanted = Trim(Printed(plain, "", value));
-  // The C library rounds exact halves to even.
+  // The C library rounds exact halves to even; they can't be told where the digits end that a
+  // double tells apart.
   const double unit = std::pow(10.0, -plain.Precision);
   const double off = std::fabs(std::strtod(text.c_str(), nullptr) - value);
-  const bool half = off >= unit * 0.4999 && off <= unit * 0.5001;
+  const bool fine = unit < std::fabs(value) * 1e-12;
+  const bool half = fine || (off >= unit * 0.4999 && off <= unit * 0.5001);
   const bool zero = std::strtod(wanted.c_str(), nullptr) == 0;  // printed without a sign here
   Require(text == wanted || half || zero, "a real is printed");
   Require(off <= unit * 0.5001 + std::fabs(value) * 1e-15, "a real is rounded to the nearest");

@@ -17,8 +17,8 @@ namespace {
 using TSpan = std::span<const std::uint8_t>;
 using TTime = TReplyReceiver::TTime;
 
-constexpr int kMostAttempts = 8;
-constexpr std::size_t kMostBytes = 600;  // on the wire: more takes longer and shows no more
+constexpr int kMostAttempts = 5;
+constexpr std::size_t kMostBytes = 320;  // on the wire: more takes longer and shows no more
 
 bool IsSame(TSpan one, TSpan other) { return std::ranges::equal(one, other); }
 

@@ -23,7 +23,7 @@ using TSpan = std::span<const std::uint8_t>;
 using TTime = TVirtualLoop::TTime;
 using std::chrono::milliseconds;
 
-constexpr int kMostRounds = 4;
+constexpr int kMostRounds = 3;
 constexpr int kMostItems = 40;  // of a log, so that an input does not take seconds
 constexpr std::uint8_t kLastWaited = 128;
 
@@ -193,7 +193,7 @@ class TPlant {
     const auto sent = TLineTiming(fSettings).Characters(frame.size());
     std::chrono::nanoseconds time = sent;
     for (int i = 0; i < 4; ++i) {
-      if (fInput.AtEnd()) return;
+      if (fInput.AtEnd()) return Tire();
       const std::uint8_t how = fInput.Byte();
       if (how == 0) return;
       if ((how & 0x20) != 0) time += PauseOf(fInput);
@@ -206,6 +206,11 @@ class TPlant {
       if (time >= sent + 2 * milliseconds(fSettings.ReceiveTimeout) || i > 0) fHonest = false;
       if ((how & 0x80) == 0) return;
     }
+  }
+
+  // Nothing is left to answer with: after some time-outs the device goes, which is quicker.
+  void Tire() {
+    if (++fSilences > 3) fWire.HungUp = true;
   }
 
   // By the book with 1 and 2; else the device or the line can't be trusted any more.
@@ -271,7 +276,7 @@ class TPlant {
     if (fRequest[1] != 0x14 || fRequest.size() < 3) return Headed(3);
     Bytes body{fRequest[0], fRequest[1], 0};
     for (std::size_t at = 3; at + 7 <= fRequest.size(); at += 7) {
-      const std::size_t length = 2u * fRequest[at + 6];
+      const std::size_t length = std::size_t{2} * fRequest[at + 6];
       body.push_back(static_cast<std::uint8_t>(length + 1));
       body.push_back(6);
       const Bytes data = fInput.Bytes(length);
@@ -420,6 +425,7 @@ class TPlant {
   std::uint32_t fStart = 0;
   std::uint8_t fFunc = 0;
   bool fNormal = false;
+  int fSilences = 0;
   int fQueued = 0, fHeard = 0, fDiscarded = 0;
   std::uint32_t fUnsent = 0;
 };
