@@ -131,13 +131,14 @@ void TModbusConnection::SaveFailure() {
   OnRecorded(*this, std::string(fRecordingFile), failure);
 }
 
-TRecording TModbusConnection::Recording() const {
+TFlightRecording TModbusConnection::Recording() const {
   CheckThread();
   TModbusConnection then;  // has one after the other of the settings that held
-  TRecording recording = RecordingOf(fRecorder, fSettings, [&then](const TLineSettings& settings) {
-    then.fSettings = settings;
-    return LineSettings(then);
-  });
+  TFlightRecording recording =
+      RecordingOf(fRecorder, fSettings, [&then](const TLineSettings& settings) {
+        then.fSettings = settings;
+        return LineSettings(then);
+      });
   recording.Lengths = fReplyLengths;
   return recording;
 }

@@ -19,7 +19,7 @@ namespace OrvixModBus {
 
 class TModbusClient;
 class TSerialPort;
-struct TRecording;
+struct TFlightRecording;
 
 /// A serial line as Modbus RTU master, shared by any number of clients: one transaction at a
 /// time, first in, first out. All work is done in the loop of the thread that made the
@@ -96,7 +96,7 @@ class TModbusConnection : public TComponent {
   std::uint32_t RecorderSize() const { return fRecorder.Size(); }
   void SetRecorderSize(std::uint32_t value);
   /// What the recorder holds, to be looked at; see SaveRecording.
-  TRecording Recording() const;
+  TFlightRecording Recording() const;
   /// Writes what the recorder holds to a file, which `orvixmb replay` reads. EStreamError, and
   /// the file is as it was: also where the name is that of anything but a recording. Takes as
   /// long as the disk does.

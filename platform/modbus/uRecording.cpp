@@ -310,7 +310,7 @@ void ReadRule(std::string_view rest, TReplyLengths& lengths) {
 // Takes a recording line by line. Settings are tried on a line of its own.
 class TReader {
  public:
-  TRecording Read(std::string_view text) {
+  TFlightRecording Read(std::string_view text) {
     while (!text.empty()) {
       ++fLine;
       const std::size_t end = std::min(text.find('\n'), text.size());
@@ -377,7 +377,7 @@ class TReader {
     return setting;
   }
 
-  TRecording fRecording;
+  TFlightRecording fRecording;
   TModbusConnection fScratch;
   nanoseconds fTime{};
   std::size_t fLine = 0;
@@ -439,7 +439,7 @@ bool MayReplace(const std::string& fileName) {
 
 }  // namespace
 
-std::string RecordingText(const TRecording& recording) {
+std::string RecordingText(const TFlightRecording& recording) {
   std::string text(kFirstLine);
   const auto add = [&text](const std::string& line) { text.append("\n").append(line); };
   add("start " + StartText(recording.Start));
@@ -456,9 +456,9 @@ std::string RecordingText(const TRecording& recording) {
   return text;
 }
 
-TRecording ParseRecording(std::string_view text) { return TReader().Read(text); }
+TFlightRecording ParseRecording(std::string_view text) { return TReader().Read(text); }
 
-TRecording ReadRecording(const std::string& fileName) {
+TFlightRecording ReadRecording(const std::string& fileName) {
   const std::string text = ReadWholeFile(fileName);
   try {
     return ParseRecording(text);
@@ -467,20 +467,20 @@ TRecording ReadRecording(const std::string& fileName) {
   }
 }
 
-void WriteRecording(const std::string& fileName, const TRecording& recording) {
+void WriteRecording(const std::string& fileName, const TFlightRecording& recording) {
   if (!MayReplace(fileName)) {
     throw EStreamError("Can't write \"" + fileName + "\": what is there is no recording");
   }
   WriteWholeFile(fileName, RecordingText(recording));
 }
 
-TRecording RecordingOf(
+TFlightRecording RecordingOf(
     const TFlightRecorder& recorder, const TLineSettings& settings,
     const std::function<std::vector<std::string>(const TLineSettings&)>& textOf) {
   const auto& former = recorder.FormerSettings();
   std::size_t changes = 0;
   const auto held = [&] { return textOf(changes < former.size() ? former[changes] : settings); };
-  TRecording recording;
+  TFlightRecording recording;
   recording.Settings = held();
   recording.BeginsOpen = recorder.BeginsOpen();
   recording.Overwritten = recorder.Overwritten();

@@ -60,7 +60,7 @@ struct TRecordedEntry {
 /// A + before the word of what the program does (queue, discard, open, close, set) says that it
 /// did so inside an event of the line. Empty lines and lines that begin with # say nothing. In
 /// NAME, VALUE and REASON %0A stands for a line end, %25 for %, and so on.
-struct TRecording {
+struct TFlightRecording {
   std::chrono::sys_time<std::chrono::nanoseconds> Start{};
   std::vector<std::string> Settings;  ///< "BaudRate 9600"
   TReplyLengths Lengths;
@@ -69,19 +69,20 @@ struct TRecording {
   std::vector<TRecordedEntry> Entries;  ///< in order of time
 };
 
-std::string RecordingText(const TRecording& recording);
+std::string RecordingText(const TFlightRecording& recording);
 /// ERecordingError for any text that RecordingText could not have made.
-TRecording ParseRecording(std::string_view text);
+TFlightRecording ParseRecording(std::string_view text);
 /// EStreamError; ERecordingError that begins with the file's name.
-TRecording ReadRecording(const std::string& fileName);
+TFlightRecording ReadRecording(const std::string& fileName);
 
 /// Writes a file, or replaces one that is a recording. EStreamError, and it is as it was.
-void WriteRecording(const std::string& fileName, const TRecording& recording);
+void WriteRecording(const std::string& fileName, const TFlightRecording& recording);
 
 /// What recorder holds now, without the rules. settings: those of its line; textOf tells them, or
 /// others, as LineSettings does.
-TRecording RecordingOf(const TFlightRecorder& recorder, const TLineSettings& settings,
-                       const std::function<std::vector<std::string>(const TLineSettings&)>& textOf);
+TFlightRecording RecordingOf(
+    const TFlightRecorder& recorder, const TLineSettings& settings,
+    const std::function<std::vector<std::string>(const TLineSettings&)>& textOf);
 
 /// All settings of a line by which it runs: "BaudRate 9600".
 std::vector<std::string> LineSettings(const TModbusConnection& line);

@@ -57,7 +57,7 @@ std::string InOrder(std::string text) {
 }
 
 TEST(Recording, TextIsReadAndWrittenAgainTheSame) {
-  const TRecording recording = ParseRecording(kAll);
+  const TFlightRecording recording = ParseRecording(kAll);
   EXPECT_EQ(RecordingText(recording), InOrder(kAll));
   EXPECT_EQ(recording.Entries.size(), 16u);
   EXPECT_EQ(recording.Entries.at(0).Kind, TFlightKind::fkOpen);
@@ -77,7 +77,7 @@ TEST(Recording, StandsInLinesOfTwoCharactersToo) {
 }
 
 TEST(Recording, RemarksAndEmptyLinesSayNothing) {
-  const TRecording recording =
+  const TFlightRecording recording =
       ParseRecording("orvixmodbus recording 1\n# by hand\n\n0.000000001 open\n# the end");
   ASSERT_EQ(recording.Entries.size(), 1u);
   EXPECT_EQ(recording.Entries[0].Kind, TFlightKind::fkOpen);

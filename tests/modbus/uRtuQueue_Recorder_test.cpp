@@ -128,7 +128,7 @@ TEST_F(TRecorder, SettingsAreThoseOfTheirTime) {
   Connection->SetReceiveTimeout(250);
   Connection->SetRS485Mode(TRS485Mode::rmRTS);
   Exchange(kRequest);
-  const TRecording recording = Connection->Recording();
+  const TFlightRecording recording = Connection->Recording();
   EXPECT_THAT(recording.Settings, testing::Contains("ReceiveTimeout 100"));
   EXPECT_THAT(recording.Settings, testing::Contains("RS485Mode rmNone"));
   EXPECT_TRUE(recording.BeginsOpen);
@@ -169,7 +169,7 @@ TEST_F(TRecorder, SmallMemoryHoldsTheEnd) {
   Connection->SetRecorderSize(200);
   Answer(std::vector<Bytes>(10, Frame("01 03 02 00 05")), 1ms);
   for (int i = 0; i < 10; ++i) Exchange(kRequest);
-  const TRecording recording = Connection->Recording();
+  const TFlightRecording recording = Connection->Recording();
   EXPECT_EQ(recording.Overwritten, 40 - recording.Entries.size());
   ASSERT_GE(recording.Entries.size(), 4u);
   EXPECT_EQ(recording.Entries.back().Kind, TFlightKind::fkEnd);
@@ -181,7 +181,7 @@ TEST_F(TRecorder, IsSavedOnDemand) {
   Connection->ReplyLengths().Set(0x42, TReplyLengthRule::Counted(5, 2));
   Send(kRequest);
   Connection->SaveRecording(File);
-  const TRecording recording = ReadRecording(File);
+  const TFlightRecording recording = ReadRecording(File);
   EXPECT_EQ(recording.Entries, Connection->Recording().Entries);
   EXPECT_EQ(recording.Lengths.Rule(0x42), TReplyLengthRule::Counted(5, 2));
   EXPECT_THAT(recording.Settings, testing::Contains("Port line"));

@@ -37,7 +37,7 @@ struct TReplayed {
   TLineCounters Counters;
 };
 
-TReplayed Replayed(const TRecording& recording) {
+TReplayed Replayed(const TFlightRecording& recording) {
   TReplayed replayed;
   TReplay replay(recording);
   replay.OnEvent = [&](const TReplayEvent& event) { replayed.Events.push_back(event); };
@@ -91,15 +91,15 @@ class TRecorded : public TLineFixture {
   }
 
   // The recording, through its text and back. Its begin is that of the first entry.
-  TRecording Recording() {
-    TRecording recording = ParseRecording(RecordingText(Connection->Recording()));
+  TFlightRecording Recording() {
+    TFlightRecording recording = ParseRecording(RecordingText(Connection->Recording()));
     for (TReplayEvent& event : Events) event.Time -= fFirst - fStart;
     fStart = fFirst;
     return recording;
   }
 
   void ReplaysTheSame() {
-    const TRecording recording = Recording();
+    const TFlightRecording recording = Recording();
     const TReplayed replayed = Replayed(recording);
     const std::vector<std::string> texts = TextsOf(replayed.Events), wanted = TextsOf(Events);
     const auto [at, expected] = std::ranges::mismatch(texts, wanted);

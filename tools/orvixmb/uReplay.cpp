@@ -63,7 +63,7 @@ class TReplay::TClient final : public TModbusClient {
   TReplay& fReplay;
 };
 
-TReplay::TReplay(const TRecording& recording)
+TReplay::TReplay(const TFlightRecording& recording)
     : fRecording(recording),
       fEntries(recording.Entries),
       fStart(fLoop.Now() + kLead),
@@ -80,6 +80,18 @@ TReplay::TReplay(const TRecording& recording)
   fLine.OnPortFound = [this](TModbusConnection&) {
     TReplayEvent event;
     event.Kind = TReplayEvent::TKind::PortFound;
+    Tell(std::move(event));
+  };
+  fLine.OnServerLost = [this](TModbusConnection&, std::uint8_t server) {
+    TReplayEvent event;
+    event.Kind = TReplayEvent::TKind::ServerLost;
+    event.Request = {server};
+    Tell(std::move(event));
+  };
+  fLine.OnServerFound = [this](TModbusConnection&, std::uint8_t server) {
+    TReplayEvent event;
+    event.Kind = TReplayEvent::TKind::ServerFound;
+    event.Request = {server};
     Tell(std::move(event));
   };
   fLine.OnTrace = [this](TModbusConnection&, TTraceDirection direction, TByteView frame,

@@ -19,11 +19,13 @@ class TModbusTransaction;
 
 /// What a program was told by the line.
 struct TReplayEvent {
-  enum class TKind : std::uint8_t { Reply, PortLost, PortFound };
+  enum class TKind : std::uint8_t { Reply, PortLost, PortFound, ServerLost, ServerFound };
 
   std::chrono::nanoseconds Time{};  ///< since the recording's start
   TKind Kind = TKind::Reply;
-  Bytes Request;  ///< server address, function code, data; of a list of files its last frame
+  /// Server address, function code, data; of a list of files its last frame. Of a server that is
+  /// lost or found its address.
+  Bytes Request;
   TServerReply Reply = TServerReply::srNone;
   std::uint8_t ExceptionCode = 0;
   std::uint8_t Retries = 0;
@@ -39,7 +41,7 @@ struct TReplayEvent {
 class TReplay {
  public:
   /// recording must outlive this.
-  explicit TReplay(const TRecording& recording);
+  explicit TReplay(const TFlightRecording& recording);
   TReplay(const TReplay&) = delete;
   TReplay& operator=(const TReplay&) = delete;
   ~TReplay();
@@ -73,7 +75,7 @@ class TReplay {
   void Tell(TReplayEvent event);
   std::chrono::nanoseconds Now() const { return fLoop.Now() - fStart; }
 
-  const TRecording& fRecording;
+  const TFlightRecording& fRecording;
   const std::vector<TRecordedEntry>& fEntries;
   TVirtualLoop fLoop;
   const TLoop::TClock::time_point fStart;
