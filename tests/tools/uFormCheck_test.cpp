@@ -275,6 +275,14 @@ TEST(FormCheck, RequestsThatSurprise) {
          form.Add({.Name = "B", .Adress = 256});
        },
        {"Letter.B.Adress: it begins another request, because its address is a multiple of 256"}},
+      {"a coil in the last byte of another reply",
+       [](TCleanForm& form) {
+         form.Add({.Name = "A", .Adress = 40, .Read = 1, .Width = 1, .Write = 0});
+         form.Add({.Name = "B", .Adress = 47, .Read = 1, .Width = 1, .Write = 0});
+         form.Add({.Name = "C", .Adress = 55, .Read = 1, .Width = 1, .Write = 0});
+       },
+       {"Letter.B.Adress: it lies in the last byte of the reply that begins with A, and until its "
+        "own request is answered it takes that byte's padding for its value"}},
       {"a gap is no surprise", [](TCleanForm& form) { form.Add({.Name = "A", .Adress = 70}); }, {}},
       {"up to the end of a page",
        [](TCleanForm& form) { form.Reg("Memory").SetRegAdress(0x1FFF0); },

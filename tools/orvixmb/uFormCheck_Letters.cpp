@@ -215,6 +215,7 @@ class TLetterCheck {
           CheckRequest(request);
         }
       }
+      CheckPadding(plan.Requests);
     } catch (const Exception& error) {
       Add("Regs", std::string("reading raises an exception: ") + error.what());
     }
@@ -264,6 +265,21 @@ class TLetterCheck {
       Add(first, "BytesInOneReg",
           Format("%s asks for %u instead of the %u of its request, because of this width of %d",
                  {Code(request.Func), request.Count, units, first.BytesInOneReg()}));
+    }
+  }
+
+  // Bits come in whole bytes, and a letter spreads all of them over its registers.
+  void CheckPadding(const std::vector<TPlannedRequest>& requests) {
+    for (auto one = requests.begin(); one != requests.end(); ++one) {
+      if (one->Func != 0x01 && one->Func != 0x02) continue;
+      const std::uint32_t end = one->FirstAdress + (one->Count + 7) / 8 * 8;
+      for (auto next = one + 1; next != requests.end(); ++next) {
+        if (next->Func != one->Func || next->FirstAdress >= end) break;
+        Add(*next->Regs.front(), "Adress",
+            Format("it lies in the last byte of the reply that begins with %s, and until its own "
+                   "request is answered it takes that byte's padding for its value",
+                   {one->Regs.front()->Name()}));
+      }
     }
   }
 
