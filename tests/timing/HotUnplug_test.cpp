@@ -45,7 +45,6 @@ class HotUnplug : public testing::Test {
     };
     Line.SetPortProperty(Link.string());
     Line.SetReconnectInterval(200);
-    Line.SetReceiveTimeout(5000);
     Line.OnPortLost = [this](TModbusConnection&, const std::string&) { ++Lost; };
     Line.OnPortFound = [this](TModbusConnection&) {
       ++Found;
