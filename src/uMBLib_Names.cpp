@@ -19,7 +19,7 @@ constexpr std::string_view kIndexMark = "!";
 constexpr int kNoIndex = -1;
 constexpr int kNoBit = -1;
 // About as many characters a series may become: a line that would fill the memory is a mistake.
-constexpr std::size_t kMostCharacters = std::size_t{32} << 20;
+constexpr std::size_t kMostCharacters = std::size_t{256} << 20;
 
 // One series: a name with number marks, the first and the last number, the least count of digits.
 struct TSeries {

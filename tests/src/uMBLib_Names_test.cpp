@@ -68,7 +68,7 @@ TEST(RegNameDecode, RefusesASeriesThatWouldFillTheMemory) {
     EXPECT_THAT([&] { Decode(line); }, ThrowsMessage<Exception>("The series T% is too long"))
         << line;
   }
-  EXPECT_EQ(Decode("T%|1|65536|5").size(), 65536u);
+  EXPECT_EQ(Decode("T%|1|1000000|7").size(), 1'000'000u);
   const std::string marks(100'000, '%');
   EXPECT_THROW(Decode((marks + "|1|1|9999").c_str()), Exception);
 }
