@@ -46,15 +46,22 @@ void TFlightRecorder::Record(TFlightKind kind, TTime time, std::uint32_t number,
   if (size > fRing.size() || data.size() > std::numeric_limits<std::uint16_t>::max()) {
     return Forget();
   }
-  while (fUsed + size > fRing.size()) DropOldest();
+  // A port may be away for days: that must not drive out what was before.
+  const bool again = kind == TFlightKind::fkAway && fLastKind == kind && fUsed > 0;
+  if (!again) {
+    while (fUsed + size > fRing.size()) DropOldest();
+    fLast = fUsed;
+  }
   const nanoseconds passed = time.time_since_epoch();
   const bool inside = fInside && IsByProgram(kind);
   const int kindByte = static_cast<int>(kind) | (inside ? kInside : 0);
   const THead head{passed.count(), number, static_cast<std::uint16_t>(data.size()),
                    static_cast<std::uint8_t>(kindByte), detail};
-  Put(&head, sizeof head);
-  Put(data.data(), data.size());
+  Put(fLast, &head, sizeof head);
+  Put(fLast + sizeof head, data.data(), data.size());
+  fUsed = fLast + size;
   fLastTime = time;
+  fLastKind = kind;
 }
 
 void TFlightRecorder::RecordChange(TTime time, const TLineSettings& settings) {
@@ -84,18 +91,16 @@ void TFlightRecorder::Forget() noexcept {
   fFormer.clear();  // also what a change has left that didn't fit
 }
 
-// The ring has room for it.
-void TFlightRecorder::Put(const void* bytes, std::size_t size) noexcept {
+// at: bytes behind the begin of the oldest entry. The ring has room for it.
+void TFlightRecorder::Put(std::size_t at, const void* bytes, std::size_t size) noexcept {
   if (size == 0) return;
-  const std::size_t end = (fBegin + fUsed) % fRing.size();
-  const std::size_t first = std::min(size, fRing.size() - end);
+  const std::size_t begin = (fBegin + at) % fRing.size();
+  const std::size_t first = std::min(size, fRing.size() - begin);
   const auto* const source = static_cast<const std::uint8_t*>(bytes);
-  std::memcpy(fRing.data() + end, source, first);
+  std::memcpy(fRing.data() + begin, source, first);
   if (first < size) std::memcpy(fRing.data(), source + first, size - first);
-  fUsed += size;
 }
 
-// at: bytes behind the begin of the oldest entry.
 void TFlightRecorder::Get(std::size_t at, void* bytes, std::size_t size) const noexcept {
   if (size == 0) return;
   const std::size_t begin = (fBegin + at) % fRing.size();
@@ -116,6 +121,7 @@ void TFlightRecorder::DropOldest() noexcept {
   const std::size_t size = sizeof head + head.Size;
   fBegin = (fBegin + size) % fRing.size();
   fUsed -= size;
+  fLast -= std::min(fLast, size);
   ++fOverwritten;
   switch (KindOf(head.Kind)) {
     case TFlightKind::fkSet:

@@ -30,6 +30,7 @@ enum class TFlightKind : std::uint8_t {
   fkLook,      ///< the line looked at what had come, if anything, and went on
   fkLost,      ///< the port was lost: the reason
   fkReopen,    ///< the line opened the port by itself, again
+  fkAway,      ///< it tried to, in vain; of several tries in a row the last one
 };
 
 struct TFlightEntry {
@@ -86,7 +87,7 @@ class TFlightRecorder {
   };
 
   void Forget() noexcept;
-  void Put(const void* bytes, std::size_t size) noexcept;
+  void Put(std::size_t at, const void* bytes, std::size_t size) noexcept;
   void Get(std::size_t at, void* bytes, std::size_t size) const noexcept;
   THead HeadAt(std::size_t at) const noexcept;
   void DropOldest() noexcept;
@@ -95,9 +96,11 @@ class TFlightRecorder {
   Bytes fRing;
   std::size_t fBegin = 0;  // of the oldest entry
   std::size_t fUsed = 0;   // bytes of all entries
+  std::size_t fLast = 0;   // of the youngest entry, counted from the oldest
   std::deque<TLineSettings> fFormer;
   std::uint64_t fOverwritten = 0;
   TTime fLastTime{};
+  TFlightKind fLastKind = TFlightKind::fkLook;
   bool fBeginsOpen = false;
   bool fInside = false;
 };

@@ -60,6 +60,7 @@ constexpr std::array kShapes = {
     TShape{.Word = "look"},
     TShape{.Word = "lost", .Rest = TRest::Text},
     TShape{.Word = "reopen"},
+    TShape{.Word = "away"},
 };
 
 // ---- the text of a recording --------------------------------------------------------------------

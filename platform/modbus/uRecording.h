@@ -54,7 +54,7 @@ struct TRecordedEntry {
 ///
 ///     queue NUMBER custom|identity BYTES      server address, function code, data
 ///     queue NUMBER files BYTES                the same, and file, record, length of each record
-///     discard NUMBER, skip NUMBER, wrote COUNT, open, close, released, look, reopen
+///     discard NUMBER, skip NUMBER, wrote COUNT, open, close, released, look, reopen, away
 ///     sent NUMBER RETRIES BYTES, read BYTES, end REPLYKIND, set NAME VALUE, lost REASON
 ///
 /// A + before the word of what the program does (queue, discard, open, close, set) says that it

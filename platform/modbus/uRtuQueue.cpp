@@ -276,6 +276,7 @@ void TRtuQueue::LookForPort() {
     Record(TFlightKind::fkReopen);
     fTellFound = true;
   } catch (const EModLinkError&) {
+    Record(TFlightKind::fkAway);
     fDue = fNow + milliseconds(fSettings.ReconnectInterval);
   }
 }

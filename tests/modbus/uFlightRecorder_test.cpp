@@ -156,6 +156,23 @@ TEST(TFlightRecorder, KnowsTheSettingsBeforeEachChangeThatItHolds) {
   EXPECT_EQ(recorder.FormerSettings()[1].ReceiveTimeout, 3u);
 }
 
+TEST(TFlightRecorder, APortThatIsAwayForDaysDrivesNothingOut) {
+  TRecorderOf recorder(5 * kHead + 7);
+  recorder.Record(fkSkip, At(1ns), 1);
+  recorder.Record(fkSkip, At(2ns), 2);
+  for (int i = 10; i < 1000; ++i) recorder.Record(fkAway, At(1ns * i));
+  recorder.Record(fkSkip, At(1000ns), 3);
+  for (int i = 1010; i < 2000; ++i) recorder.Record(fkAway, At(1ns * i));
+  const auto entries = EntriesOf(recorder);
+  ASSERT_EQ(entries.size(), 5u);
+  EXPECT_EQ(entries[2].Time, At(999ns));
+  EXPECT_EQ(entries[2].Kind, fkAway);
+  EXPECT_EQ(entries[3].Number, 3u);
+  EXPECT_EQ(entries[4].Time, At(1999ns));
+  recorder.Record(fkSkip, At(3000ns), 4);
+  EXPECT_THAT(NumbersOf(recorder), ElementsAre(2, 0, 3, 0, 4));
+}
+
 TEST(TFlightRecorder, AnotherSizeBeginsAnew) {
   TRecorderOf recorder(100);
   recorder.RecordChange(At(1ns), {});

@@ -45,6 +45,7 @@ overwritten 120
 1.000000000 discard 2
 1.500000000 lost hung%0Aup
 1.500000000 skip 4294967295
+1.900000000 away
 2.000000000 reopen
 3999999999.999999999 close
 )";
@@ -59,9 +60,9 @@ std::string InOrder(std::string text) {
 TEST(Recording, TextIsReadAndWrittenAgainTheSame) {
   const TFlightRecording recording = ParseRecording(kAll);
   EXPECT_EQ(RecordingText(recording), InOrder(kAll));
-  EXPECT_EQ(recording.Entries.size(), 16u);
+  EXPECT_EQ(recording.Entries.size(), 17u);
   EXPECT_EQ(recording.Entries.at(0).Kind, TFlightKind::fkOpen);
-  EXPECT_EQ(recording.Entries.at(15).Time, std::chrono::nanoseconds(3'999'999'999'999'999'999));
+  EXPECT_EQ(recording.Entries.at(16).Time, std::chrono::nanoseconds(3'999'999'999'999'999'999));
   EXPECT_EQ(recording.Settings.at(0), "Port /dev/tty%usb\n0");
   EXPECT_EQ(recording.Overwritten, 120u);
   EXPECT_TRUE(recording.BeginsOpen);
