@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "platform/model/uStringList.h"
 #include "platform/rtl/uCodePage.h"
@@ -103,9 +104,23 @@ void ReadHex(std::string_view text) {
   TMBLib::HexStrToByteArSep(text, U' ');
 }
 
+// A plain decimal number is read when it has 32 bits.
+void RequireDecimal(std::string_view text, bool read, std::int32_t value) {
+  const bool negative = text.starts_with('-');
+  const std::string_view digits = text.substr(negative ? 1 : 0);
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  if (digits.empty() || digits.size() > 12 || !std::ranges::all_of(digits, isDigit)) return;
+  std::int64_t wanted = 0;
+  for (const char digit : digits) wanted = 10 * wanted + (digit - '0');
+  if (negative) wanted = -wanted;
+  Require(read == std::in_range<std::int32_t>(wanted), "a number of 32 bits is read, no other");
+  Require(!read || value == wanted, "a number is what its digits say");
+}
+
 void ReadInteger(std::string_view text) {
   std::int32_t value = 77;
   const bool read = TryStrToInt(text, value);
+  RequireDecimal(text, read, value);
   Require(read || value == 77, "what is no number changes nothing");
   Require(IsRefused([&] { StrToInt(text); }) == !read, "a number is one by every way of asking");
   Require(StrToIntDef(text, 77) == value, "or its default");
