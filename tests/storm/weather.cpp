@@ -99,7 +99,7 @@ void TStormDevices::Change(TSimulatedDevice& device, std::uint8_t function) {
       return;
     case 0x14:
       for (std::uint16_t record = 0; record < kFileRecords; ++record) {
-        device.Files[1].Records[record] = SomeBytes(2 * kFileRecordLength);
+        device.Files[1].Records[record] = SomeBytes(std::size_t{2} * kFileRecordLength);
       }
       return;
     case 0x20:
