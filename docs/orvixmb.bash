@@ -4,7 +4,7 @@ _orvixmb() {
   local options files values
   COMPREPLY=()
   if [[ $COMP_CWORD -eq 1 ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "check read poll write save diff restore file identity log oscillogram simulate ports" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "check read poll write save diff restore file identity log oscillogram replay simulate ports" -- "$current")
     return
   fi
   case ${COMP_WORDS[1]} in
@@ -52,6 +52,10 @@ _orvixmb() {
       options="--help --port --trace --structure --json --csv --svg --comtrade --interval --number --records --info-structure"
       files="--port --svg"
       values="--structure --comtrade --interval --number --records --info-structure" ;;
+    replay)
+      options="--help --form --pcap --json"
+      files="--form --pcap"
+      values="" ;;
     simulate)
       options="--help --link --port --baud --parity --turnaround --journal --trace"
       files="--link --port"

@@ -95,16 +95,19 @@ TEST_F(TRecorder, OtherKindsOfRequestsAreToldApart) {
 }
 
 TEST_F(TRecorder, ALostPortAndItsReturnAreEntries) {
-  Connection->SetReconnectInterval(200);
+  Connection->SetReconnectInterval(50);
   Connection->SetRecorderSize(0);
   Connection->SetRecorderSize(10000);
   Send(kRequest);
   Send(kRequest);
   RunFor(10ms);
   Wire.HungUp = true;
+  Wire.Refusal = "no such port";
   RunFor(50ms);
   Send(kRequest);
+  RunFor(140ms);
   Wire.HungUp = false;
+  Wire.Refusal = "";
   RunFor(1s);
   Connection->SetActive(false);
   Connection->SetActive(true);
@@ -115,11 +118,36 @@ TEST_F(TRecorder, ALostPortAndItsReturnAreEntries) {
             "0.010000000 lost hung up\n"
             "0.010000000 skip 1\n"
             "0.010000000 skip 2\n"
+            "0.060000000 away\n"
             "0.060000000 queue 3 custom 01 03 00 64 00 01\n"
             "0.060000000 skip 3\n"
+            "0.160000000 away\n"
             "0.210000000 reopen\n"
-            "1.060000000 close\n"
-            "1.060000000 open\n");
+            "1.200000000 close\n"
+            "1.200000000 open\n");
+}
+
+TEST_F(TRecorder, WhatTheProgramDoesInsideAnEventIsMarked) {
+  Answer({Frame("01 03 02 00 05")}, 10ms);
+  Client->OnCustomTransactionComplete = [this](TModbusClient&, TModbusTransaction&, std::uint8_t) {
+    Send(kRequest);
+    Connection->SetReceiveTimeout(200);
+    Connection->DiscardPendingTransactions(nullptr);
+    Connection->SetActive(false);
+  };
+  Send(kRequest);
+  RunFor(50ms);
+  Connection->SetActive(true);
+  EXPECT_EQ(Entries(),
+            "0.000000000 queue 1 custom 01 03 00 64 00 01\n"
+            "0.000000000 sent 1 0 01 03 00 64 00 01 C5 D5\n"
+            "0.010000000 read 01 03 02 00 05 78 47\n"
+            "0.010000000 end srNormalReply\n"
+            "0.010000000 +queue 2 custom 01 03 00 64 00 01\n"
+            "0.010000000 +set ReceiveTimeout 200\n"
+            "0.010000000 +discard 2\n"
+            "0.010000000 +close\n"
+            "0.050000000 open\n");
 }
 
 TEST_F(TRecorder, SettingsAreThoseOfTheirTime) {

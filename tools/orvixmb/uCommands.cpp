@@ -14,6 +14,7 @@ void AddCommands(CLI::App& app, TToolIo& io) {
   AddIdentityCommand(app, io);
   AddLogCommand(app, io);
   AddOscillogramCommand(app, io);
+  AddReplayCommand(app, io);
   AddSimulateCommand(app, io);
   AddPortsCommand(app, io);
 }

@@ -21,6 +21,7 @@ void AddFileCommand(CLI::App& app, TToolIo& io);
 void AddIdentityCommand(CLI::App& app, TToolIo& io);
 void AddLogCommand(CLI::App& app, TToolIo& io);
 void AddOscillogramCommand(CLI::App& app, TToolIo& io);
+void AddReplayCommand(CLI::App& app, TToolIo& io);
 void AddSimulateCommand(CLI::App& app, TToolIo& io);
 void AddPortsCommand(CLI::App& app, TToolIo& io);
 
