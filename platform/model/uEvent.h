@@ -54,6 +54,17 @@ class TEvent<TResult(TArgs...)> {
   /// True when the object of the handler has been destroyed.
   bool Gone() const { return fHandler != nullptr && fHandler->Gone(); }
 
+  /// True for what was made of this object and method: as == with such an event, but takes no
+  /// memory, so that destructors may ask.
+  template <class TTarget, class TOwner, class TMember>
+  requires std::is_base_of_v<TOwner, TTarget>
+  bool Is(const TTarget& object, TMember TOwner::*method) const {
+    const auto* same = dynamic_cast<const TMethodHandler<TOwner, TMember>*>(fHandler.get());
+    if (same == nullptr || same->fObject != &object || same->fMethod != method) return false;
+    if constexpr (std::is_base_of_v<TObject, TTarget>) return same->fAlive.RefersTo(object);
+    return true;
+  }
+
   TResult operator()(TArgs... args) const {
     const auto handler = fHandler;  // this event may not outlive the call
     if (handler == nullptr || handler->Gone()) return TResult();
@@ -137,18 +148,12 @@ class TEventList<void(TArgs...)> {
 
   /// Takes out the first handler equal to the given one; false when there is none.
   bool Remove(const THandler& handler) {
-    auto& entries = fState->Entries;
-    const auto found = std::find_if(entries.begin(), entries.end(), [&](const TEntry& entry) {
-      return !entry.Removed && entry.Handler == handler;
-    });
-    if (found == entries.end()) return false;
-    found->Removed = true;
-    fState->Sweep();
-    return true;
+    return RemoveIf([&](const THandler& one) { return one == handler; });
   }
+  /// The same; takes no memory, so that destructors may call it.
   template <class TTarget, class TMethod>
   bool Remove(TTarget* object, TMethod method) {
-    return Remove(THandler(object, method));
+    return RemoveIf([&](const THandler& one) { return one.Is(*object, method); });
   }
 
   /// Number of handlers, empty ones included, those whose object is gone not.
@@ -189,18 +194,31 @@ class TEventList<void(TArgs...)> {
     // Entries keep their places while any call walks them.
     void Sweep() {
       const auto stays = [](const TEntry& e) { return !e.Removed && !e.Handler.Gone(); };
-      if (Depth > 0 || std::all_of(Entries.begin(), Entries.end(), stays)) return;
-      const auto dead = std::stable_partition(Entries.begin(), Entries.end(), stays);
-      // The end of a handler may change this list again, so the list is whole before it.
-      const std::vector<TEntry> swept(std::make_move_iterator(dead),
-                                      std::make_move_iterator(Entries.end()));
-      Entries.erase(dead, Entries.end());
+      while (Depth == 0) {
+        const auto dead = std::find_if_not(Entries.begin(), Entries.end(), stays);
+        if (dead == Entries.end()) return;
+        // The end of a handler may change this list again, so the list is whole before it.
+        const TEntry swept = std::move(*dead);
+        Entries.erase(dead);
+      }
     }
 
     std::vector<TEntry> Entries;
     int Depth = 0;
     bool ListGone = false;
   };
+
+  template <class TWanted>
+  bool RemoveIf(TWanted wanted) {
+    auto& entries = fState->Entries;
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const TEntry& entry) {
+      return !entry.Removed && wanted(entry.Handler);
+    });
+    if (found == entries.end()) return false;
+    found->Removed = true;
+    fState->Sweep();
+    return true;
+  }
 
   std::shared_ptr<TState> fState = std::make_shared<TState>();
 };

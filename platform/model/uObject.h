@@ -54,6 +54,8 @@ class TRefBase {
 
   /// True when this was set to an object that has been destroyed since.
   bool Gone() const { return fLife != nullptr && fLife->Object == nullptr; }
+  /// True when this was set to that very object, which may be in its destructor.
+  bool RefersTo(const TObject& object) const { return fLife != nullptr && fLife == object.fLife; }
 
  protected:
   TObject* Object() const { return fLife != nullptr ? fLife->Object : nullptr; }
