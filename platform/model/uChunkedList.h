@@ -31,12 +31,13 @@ class TChunkedList {
     fSize = 0;
   }
 
-  /// index is at most size().
+  /// index is at most size(). Moving a T must not throw; for want of memory nothing has changed.
   void Insert(std::size_t index, T element) {
     if (fChunks.empty()) fChunks.emplace_back();
     TPlace place = Find(index);
     if (fChunks[place.Chunk].Elements.size() == kChunkSize) place = Split(place, index);
     auto& elements = fChunks[place.Chunk].Elements;
+    if (elements.size() == elements.capacity()) Grow(elements);
     elements.insert(elements.begin() + static_cast<std::ptrdiff_t>(place.Offset),
                     std::move(element));
     for (std::size_t i = place.Chunk + 1; i < fChunks.size(); ++i) ++fChunks[i].Start;
@@ -67,6 +68,7 @@ class TChunkedList {
 
  private:
   static constexpr std::size_t kChunkSize = 256;
+  static constexpr std::size_t kFirstSize = 4;
 
   // No chunk is empty, but for the first one while the list is being filled.
   struct TChunk {
@@ -86,10 +88,20 @@ class TChunkedList {
     return {chunk, index - fChunks[chunk].Start};
   }
 
+  void Grow(std::vector<T>& elements) {
+    try {
+      elements.reserve(std::min(kChunkSize, std::max(kFirstSize, 2 * elements.size())));
+    } catch (...) {
+      if (fSize == 0) fChunks.clear();  // no chunk is empty
+      throw;
+    }
+  }
+
   // A full chunk at the end of the list stays full: lists are mostly filled in order.
   TPlace Split(TPlace place, std::size_t index) {
     const bool atEnd = index == fSize;
     const std::size_t kept = atEnd ? kChunkSize : kChunkSize / 2;
+    if (fChunks.size() == fChunks.capacity()) fChunks.reserve(2 * fChunks.size());
     TChunk tail;
     auto& elements = fChunks[place.Chunk].Elements;
     const auto from = elements.begin() + static_cast<std::ptrdiff_t>(kept);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -154,8 +155,7 @@ void TStringList::SortLines() {
   for (std::size_t i = 0; i < fLines.size(); ++i) lines.push_back(std::move(fLines[i]));
   std::ranges::stable_sort(
       lines, [](const TLine& a, const TLine& b) { return CompareText(a.Text, b.Text) < 0; });
-  fLines.Clear();
-  for (TLine& line : lines) fLines.Insert(fLines.size(), std::move(line));
+  for (std::size_t i = 0; i < lines.size(); ++i) fLines[i] = std::move(lines[i]);
   fNamesKnown = false;
 }
 
@@ -232,10 +232,16 @@ void TStringList::InsertLine(std::size_t index, std::string_view text, TObject* 
   if (index != fLines.size()) fNamesKnown = false;
   fLines.Insert(index, {std::string(text), object});
   const std::string& line = fLines[index].Text;  // text may have been a line of this list
-  if (fNamesKnown && HasName(line)) {
-    fNames.try_emplace(FoldCase(NamePart(line)), static_cast<int>(index));
-  }
+  if (fNamesKnown && HasName(line)) LearnName(line, index);
   Changed();
+}
+
+void TStringList::LearnName(std::string_view line, std::size_t index) {
+  try {
+    fNames.try_emplace(FoldCase(NamePart(line)), static_cast<int>(index));
+  } catch (const std::bad_alloc&) {
+    fNamesKnown = false;  // all are learnt when one is asked for
+  }
 }
 
 void TStringList::IndexNames() const {

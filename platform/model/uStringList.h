@@ -103,6 +103,7 @@ class TStringList : public TPersistent {
   std::size_t PlaceOf(std::string_view text) const;
   void InsertLine(std::size_t index, std::string_view text, TObject* object);
   void SortLines();
+  void LearnName(std::string_view line, std::size_t index);
   void IndexNames() const;
   void Changed();
 
