@@ -17,11 +17,12 @@ constexpr int kTurnsBetweenWaits = 16;
 // Outlives the loop as long as a timer or a watch of it does.
 struct TSystemLoop::TState {
   std::deque<TAction> Posted;
-  std::vector<TTimer*> Timers;    // a heap, the next one due first
-  std::deque<TTimer*> DueTimers;  // taken from the heap, to act in this order
-  std::vector<TWatch*> Watches;   // nil where one was destroyed during a walk
+  std::vector<TTimer*> Timers;     // a heap, the next one due first
+  std::vector<TTimer*> DueTimers;  // taken from the heap, to act in this order
+  std::vector<TWatch*> Watches;    // nil where one was destroyed during a walk
   std::vector<TWaitItem> Items;
   THandleWait Wait;
+  std::size_t TimerCount = 0;  // of all that there are
   std::uint64_t Starts = 0;
   std::uint64_t WaitCount = 0;
   int TurnsWithoutWait = 0;
@@ -32,8 +33,16 @@ struct TSystemLoop::TState {
 class TSystemLoop::TTimer final : public TLoopTimer {
  public:
   TTimer(std::shared_ptr<TState> state, TAction action)
-      : fState(std::move(state)), fAction(std::make_shared<const TAction>(std::move(action))) {}
-  ~TTimer() override { TTimer::Stop(); }
+      : fState(std::move(state)), fAction(std::make_shared<const TAction>(std::move(action))) {
+    // Room for all timers, so that to start one and to act on it need no memory.
+    Reserve(fState->Timers);
+    Reserve(fState->DueTimers);
+    ++fState->TimerCount;
+  }
+  ~TTimer() override {
+    TTimer::Stop();
+    --fState->TimerCount;
+  }
 
   void Start(TClock::time_point due) override {
     Stop();
@@ -63,6 +72,11 @@ class TSystemLoop::TTimer final : public TLoopTimer {
  private:
   static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
   static constexpr std::size_t kAmongDue = kNowhere - 1;
+
+  void Reserve(std::vector<TTimer*>& list) const {
+    constexpr std::size_t kFirst = 8;
+    if (list.capacity() <= fState->TimerCount) list.reserve(std::max(kFirst, 2 * list.capacity()));
+  }
 
   void LeaveHeap() {
     auto& heap = fState->Timers;

@@ -111,8 +111,9 @@ bool TVirtualLoop::ActOnce() {
 bool TVirtualLoop::ActOnTimer() {
   const auto timer = std::ranges::min_element(fTimers, {}, &TTimer::Due);
   if (timer == fTimers.end() || (*timer)->Due > fNow) return false;
+  const TAction action = (*timer)->Action;  // it may destroy its timer
   (*timer)->Stop();
-  Act(TAction((*timer)->Action));  // the action may destroy its timer
+  Act(action);
   return true;
 }
 
@@ -145,6 +146,7 @@ void TVirtualLoop::CountTurn() {
 }
 
 void TVirtualLoop::Close() {
+  CheckThread();
   fClosed = true;
   fPosted.clear();
 }
