@@ -5,10 +5,14 @@
 namespace OrvixModBus {
 
 void TLateReplies::Owe(std::uint64_t transaction, std::span<const std::uint8_t> request,
-                       TTime until) {
+                       TTime until) noexcept {
   TOwed owed{transaction, until, {}, std::min(request.size(), kTellingBytes)};
   std::copy_n(request.begin(), owed.Size, owed.Bytes.begin());
-  fOwed.push_back(owed);
+  try {
+    fOwed.push_back(owed);
+  } catch (...) {
+    fAnyUntil = std::max(fAnyUntil, until);
+  }
 }
 
 bool TLateReplies::Settle(std::uint64_t transaction) {
@@ -30,7 +34,7 @@ bool TLateReplies::Take(std::span<const std::uint8_t> reply, std::uint64_t trans
 
 TLateReplies::TTime TLateReplies::FreeAt(std::span<const std::uint8_t> request,
                                          std::uint64_t transaction) const {
-  TTime free = TTime::min();
+  TTime free = fAnyUntil;
   for (const TOwed& owed : fOwed) {
     if (owed.Transaction != transaction && RepliesAlike(owed.Request(), request)) {
       free = std::max(free, owed.Until);

@@ -20,8 +20,11 @@ class TLateReplies {
  public:
   using TTime = std::chrono::steady_clock::time_point;
 
-  /// An attempt of transaction was given up; its reply may come until the given time.
-  void Owe(std::uint64_t transaction, std::span<const std::uint8_t> request, TTime until);
+  TLateReplies() { fOwed.reserve(kUsual); }
+
+  /// An attempt of transaction was given up; its reply may come until the given time. Where there
+  /// is no memory for it, every request waits until then.
+  void Owe(std::uint64_t transaction, std::span<const std::uint8_t> request, TTime until) noexcept;
   /// A reply to transaction has come. True when an earlier attempt of it owed one, which is
   /// paid by it: then the present attempt owes one.
   bool Settle(std::uint64_t transaction);
@@ -35,6 +38,8 @@ class TLateReplies {
   bool Any() const { return !fOwed.empty(); }
 
  private:
+  static constexpr std::size_t kUsual = 8;
+
   struct TOwed {
     std::span<const std::uint8_t> Request() const { return {Bytes.data(), Size}; }
 
@@ -45,6 +50,7 @@ class TLateReplies {
   };
 
   std::vector<TOwed> fOwed;  // the oldest first
+  TTime fAnyUntil = TTime::min();
 };
 
 }  // namespace OrvixModBus

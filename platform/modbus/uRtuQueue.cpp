@@ -49,15 +49,17 @@ TRtuQueue::~TRtuQueue() {
 
 TLoop& TRtuQueue::Loop() {
   if (!fLoop) {
-    fLoop = TRef<TLoop>(&TLoop::Current());
-    fTimer = fLoop->NewTimer([this] { Turn(false); });
+    TLoop& current = TLoop::Current();
+    const TRef<TLoop> loop(&current);
+    fTimer = current.NewTimer([this] { Turn(false); });
+    fLoop = loop;
   }
   return *fLoop;
 }
 
 void TRtuQueue::Turn(bool ready) {
   fNow = Loop().Now();
-  Advance(ready);
+  Run([&] { Advance(ready); });
   // What handlers do or throw finds everything whole, and the timer set for what is left.
   do {
     while (HasNews()) {
@@ -65,9 +67,34 @@ void TRtuQueue::Turn(bool ready) {
       if (!RaiseNews()) return;
       fNow = Loop().Now();
     }
-    Pump();
+    Run([&] { Pump(); });
   } while (HasNews());
   Arm();
+}
+
+// A step of the line. What breaks it off, want of memory as a rule, is thrown when all is whole.
+template <class TStep>
+void TRtuQueue::Run(TStep step) {
+  try {
+    step();
+  } catch (...) {
+    BreakOff();
+    if (!fError) fError = std::current_exception();
+  }
+}
+
+// The request on the line is given up, whatever had come of it: nothing is known of its reply.
+void TRtuQueue::BreakOff() noexcept {
+  if (fState == TState::Sending && fOpened.RS485Mode == TRS485Mode::rmRTS) {
+    fPort->SetTransmitting(false);
+  }
+  if (fState == TState::Sending || fState == TState::Awaiting) {
+    fReceiver.GiveUp();
+  } else {
+    fReceiver.ExpectNothing();
+  }
+  if (fState > TState::Free) SetFree(std::max(fSent, fNow));
+  if (fCurrent != nullptr) Finish(TServerReply::srNone, {});
 }
 
 void TRtuQueue::Advance(bool ready) {
@@ -164,7 +191,7 @@ class TRtuQueue::TInside {
 };
 
 bool TRtuQueue::HasNews() const {
-  return fTellFailure || fTellLost || fTellFound || fServerNews || HasEnded() ||
+  return fError || fTellFailure || fTellLost || fTellFound || fServerNews || HasEnded() ||
          !fTraces.Entries.empty();
 }
 
@@ -172,12 +199,16 @@ bool TRtuQueue::HasNews() const {
 bool TRtuQueue::RaiseNews() {
   const TRef<TRtuQueue> self(this);
   const TInside inside(self);
-  if (std::exchange(fTellFailure, false)) {
+  if (fError) {
+    std::rethrow_exception(std::exchange(fError, nullptr));
+  } else if (std::exchange(fTellFailure, false)) {
     OnFailure();
   } else if (!fTraces.Entries.empty()) {
     RaiseTraces();
-  } else if (std::exchange(fTellLost, false)) {
-    OnPortLost(std::string(fLossReason));
+  } else if (fTellLost) {
+    const std::string reason = fLossReason;
+    fTellLost = false;
+    OnPortLost(reason);
   } else if (std::exchange(fTellFound, false)) {
     OnPortFound();
   } else if (fServerNews) {
@@ -212,9 +243,16 @@ void TRtuQueue::RaiseServerNews() {
   event(news.Server);
 }
 
-void TRtuQueue::Trace(TTraceDirection direction, std::span<const std::uint8_t> frame) {
-  fTraces.Entries.push_back({direction, fNow, frame.size()});
-  fTraces.Frames.insert(fTraces.Frames.end(), frame.begin(), frame.end());
+// The line goes on even where there is no memory to tell of it.
+void TRtuQueue::Trace(TTraceDirection direction, std::span<const std::uint8_t> frame) noexcept {
+  const std::size_t before = fTraces.Frames.size();
+  try {
+    fTraces.Frames.insert(fTraces.Frames.end(), frame.begin(), frame.end());
+    fTraces.Entries.push_back({direction, fNow, frame.size()});
+  } catch (...) {
+    fTraces.Frames.resize(before);
+    if (!fError) fError = std::current_exception();
+  }
 }
 
 // ---- the port -----------------------------------------------------------------------------------
@@ -248,11 +286,17 @@ void TRtuQueue::SettingsChanged() {
 
 void TRtuQueue::Open() {
   fRecorder.Begin();
-  fPort->Open(fSettings.Port);
   if (fLoop.Get() != &TLoop::Current()) fLoop = {};
   fNow = Loop().Now();
-  fWatch = fLoop->NewWatch(fPort->Handle(), [this](TReadiness) { Turn(true); });
-  fOpened = fSettings.Port;
+  fPort->Open(fSettings.Port);
+  try {
+    fOpened = fSettings.Port;
+    fWatch = fLoop->NewWatch(fPort->Handle(), [this](TReadiness) { Turn(true); });
+  } catch (...) {
+    fOpened = {};
+    fPort->Close();
+    throw;
+  }
   fReceiver.Reset();
   fDeadServers.Clear();
   SetFree(fNow);
@@ -271,13 +315,13 @@ void TRtuQueue::Reopen() {
 
 void TRtuQueue::LookForPort() {
   if (fNow < fDue) return;
+  fDue = fNow + milliseconds(fSettings.ReconnectInterval);
   try {
     Open();
     Record(TFlightKind::fkReopen);
     fTellFound = true;
   } catch (const EModLinkError&) {
-    Record(TFlightKind::fkAway);
-    fDue = fNow + milliseconds(fSettings.ReconnectInterval);
+    Record(TFlightKind::fkAway);  // it is not back yet
   }
 }
 

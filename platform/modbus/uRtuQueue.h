@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <span>
@@ -80,6 +81,9 @@ class TRtuQueue final : public TTransactionQueue {
 
   TLoop& Loop();
   void Turn(bool ready);
+  template <class TStep>
+  void Run(TStep step);
+  void BreakOff() noexcept;
   void Advance(bool ready);
   void Pump();
   void Arm();
@@ -116,7 +120,7 @@ class TRtuQueue final : public TTransactionQueue {
   void Failed(TServerReply kind);
   void Finish(TServerReply kind, std::span<const std::uint8_t> reply);
   void SetFree(TTime lastCharacter);
-  void Trace(TTraceDirection direction, std::span<const std::uint8_t> frame);
+  void Trace(TTraceDirection direction, std::span<const std::uint8_t> frame) noexcept;
   void Record(TFlightKind kind, std::uint64_t number = 0, std::uint8_t detail = 0,
               std::span<const std::uint8_t> data = {});
   void RecordQueued(const TModbusTransaction& transaction);
@@ -150,6 +154,7 @@ class TRtuQueue final : public TTransactionQueue {
 
   TTraces fTraces, fSpareTraces;
   std::string fLossReason;
+  std::exception_ptr fError;  // broke off a step of the line, to be thrown when all is whole
   bool fTellLost = false, fTellFound = false, fTellFailure = false;
   std::optional<TServerNews> fServerNews;
 };
