@@ -185,8 +185,11 @@ void TModbusConnection::SetSerialPort(std::unique_ptr<TSerialPort> port) {
 void TModbusConnection::Notification(TComponent& component, TOperation operation) {
   TComponent::Notification(component, operation);
   const auto* client = dynamic_cast<const TModbusClient*>(&component);
-  if (client != nullptr && operation == TOperation::opRemove && fQueue != nullptr) {
+  if (client == nullptr || operation != TOperation::opRemove || fQueue == nullptr) return;
+  try {
     fQueue->Discard(client);
+  } catch (...) {
+    // A client that is being destroyed has nobody to tell.
   }
 }
 

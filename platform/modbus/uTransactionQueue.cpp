@@ -30,6 +30,9 @@ void MoveOf(const TModbusClient* client, TTransactionList& source, TTransactionL
 
 }  // namespace
 
+// From now on a reference to this needs no memory: those are taken where a failure can't be told.
+TTransactionQueue::TTransactionQueue() { const TRef<TTransactionQueue> first(this); }
+
 int TTransactionQueue::CountPending(const TModbusClient* client) const {
   return CountOf(fEnded, client) + CountOf(fPending, client);
 }

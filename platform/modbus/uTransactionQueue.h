@@ -15,6 +15,8 @@ namespace OrvixModBus {
 /// Handlers may do anything, destroying the queue included. Single thread.
 class TTransactionQueue : public TObject {
  public:
+  TTransactionQueue();
+
   virtual bool Active() const = 0;
   /// True begins to carry, EModLinkError when that can't be; false ends it, and what is queued
   /// is completed as srNone.
