@@ -17,6 +17,23 @@ namespace fs = std::filesystem;
                      "\": " + std::generic_category().message(reason != 0 ? reason : EIO));
 }
 
+// What was written aside goes, whatever happens, unless it has become the file.
+class TPart {
+ public:
+  explicit TPart(const fs::path& file) : fFile(file) {}
+  TPart(const TPart&) = delete;
+  TPart& operator=(const TPart&) = delete;
+  ~TPart() {
+    std::error_code failed;
+    if (fIsAside) fs::remove(fFile, failed);
+  }
+  void SetAside(bool value) { fIsAside = value; }
+
+ private:
+  const fs::path& fFile;
+  bool fIsAside = false;
+};
+
 // Writes bytes and closes the file; 0, or the system's reason.
 int WriteTo(std::ofstream& file, std::string_view bytes) {
   errno = 0;
@@ -51,18 +68,20 @@ void WriteWholeFile(const std::string& fileName, std::string_view bytes) {
   fs::path written = target;
   if (replaced) written += ".part";
 
+  TPart part(written);
+  part.SetAside(replaced && !fs::exists(written, failed));  // to open it may fail half-way
   errno = 0;
   std::ofstream file(written, std::ios::binary | std::ios::trunc);
   if (!file) Refuse("Can't write", fileName, errno);
+  part.SetAside(replaced);
   int reason = WriteTo(file, bytes);
   if (replaced && reason == 0) {
     if (fs::exists(before)) fs::permissions(written, before.permissions(), failed);
     fs::rename(written, target, failed);
     reason = failed.value();
   }
-  if (reason == 0) return;
-  if (replaced) fs::remove(written, failed);
-  Refuse("Can't write", fileName, reason);
+  if (reason != 0) Refuse("Can't write", fileName, reason);
+  part.SetAside(false);
 }
 
 }  // namespace OrvixModBus
