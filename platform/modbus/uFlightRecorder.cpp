@@ -111,7 +111,7 @@ void TFlightRecorder::Get(std::size_t at, void* bytes, std::size_t size) const n
 }
 
 TFlightRecorder::THead TFlightRecorder::HeadAt(std::size_t at) const noexcept {
-  THead head;
+  THead head{};
   Get(at, &head, sizeof head);
   return head;
 }

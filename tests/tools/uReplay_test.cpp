@@ -10,7 +10,6 @@
 namespace OrvixModBus {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using TKind = TReplayEvent::TKind;
@@ -26,6 +25,7 @@ std::string TextOf(const TReplayEvent& event) {
 
 std::vector<std::string> TextsOf(const std::vector<TReplayEvent>& events) {
   std::vector<std::string> texts;
+  texts.reserve(events.size());
   for (const TReplayEvent& event : events) texts.push_back(TextOf(event));
   return texts;
 }
