@@ -1,6 +1,7 @@
 #include "uMBClient.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/model/uProperty.h"
@@ -91,6 +92,7 @@ std::uint8_t Byte(std::uint32_t value, std::uint8_t index) {
 void TMBConnection::Assign(const TPersistent& source) {
   const auto* other = dynamic_cast<const TMBConnection*>(&source);
   if (other == nullptr) return TComponent::Assign(source);
+  CheckThread();
   SetRTU(other->RTU());
   SetTCP(other->TCP());
   SetConnectionType(other->ConnectionType());
@@ -291,6 +293,7 @@ void TMBClient::ReadFileByStructur(std::uint16_t fileId, std::uint16_t firstReco
                                    std::uint16_t needRecords,
                                    std::span<TMBRegTypeStructure* const> structurInfoAr,
                                    TObject* letterOwner) {
+  CheckThread();
   const auto* last = structurInfoAr.empty() ? nullptr : structurInfoAr.back();
   if (last == nullptr) {
     throw Exception("The list of structure fields is empty: the record length is not known");
@@ -383,12 +386,19 @@ void TMBClient::RaiseReply(TModbusClient& sender, TModbusTransaction& transactio
                            std::uint8_t command, std::uint32_t startAdres, TObject* letterOwner) {
   const TReplyRoad road = RoadOf(command);
   if (road == TReplyRoad::Custom) return DoOnCastomTrunsaction(sender, transaction, command);
-  const TServerReply kind = transaction.ServerReply();
+  TServerReply kind = transaction.ServerReply();
   Bytes values = std::exchange(fValues, {});  // a handler may run the loop and come here again
   values.clear();
-  if (kind == TServerReply::srNormalReply) DecodeReply(transaction, command, values);
   const TRef<TMBClient> self(this);
   TFirstError error;
+  if (kind == TServerReply::srNormalReply) {
+    try {
+      DecodeReply(transaction, command, values);
+    } catch (const std::bad_alloc&) {  // whoever waits for it is told that it is no good
+      kind = TServerReply::srInvalidFrame;
+      error.Run([] { throw; });
+    }
+  }
   error.Run([&] {
     const auto raise = road == TReplyRoad::Read ? &TMBClient::DoOnRead : &TMBClient::DoOnWrite;
     (this->*raise)(kind, command, startAdres, values, letterOwner);
@@ -536,7 +546,12 @@ void TMBClient::Queue(std::uint8_t func, std::span<const std::uint8_t> data,
 }
 
 TLetterOwnerInfo& TMBClient::NewInfo(TObject* letterOwner, std::uint32_t startAdres) {
-  if (fFreeInfos.empty()) fFreeInfos.push_back(new TLetterOwnerInfo(this));
+  if (fFreeInfos.empty()) {
+    // Room for all infos, so that to release one needs no memory.
+    const auto count = static_cast<std::size_t>(ComponentCount()) + 1;
+    if (fFreeInfos.capacity() < count) fFreeInfos.reserve(2 * count);
+    fFreeInfos.push_back(new TLetterOwnerInfo(this));
+  }
   TLetterOwnerInfo& info = *fFreeInfos.back();
   fFreeInfos.pop_back();
   info.LetterOwner = letterOwner;

@@ -28,11 +28,11 @@ class TMBConnection : public TComponent {
   using TComponent::TComponent;
 
   TMBRTUConnection* RTU() const { return fRTU.Get(); }
-  void SetRTU(TMBRTUConnection* value) { fRTU = value; }
+  void SetRTU(TMBRTUConnection* value) { Store(fRTU, value); }
   TMBTCPConnection* TCP() const { return fTCP.Get(); }
-  void SetTCP(TMBTCPConnection* value) { fTCP = value; }
+  void SetTCP(TMBTCPConnection* value) { Store(fTCP, value); }
   TConnectionType ConnectionType() const { return fConnectionType; }
-  void SetConnectionType(TConnectionType value) { fConnectionType = value; }
+  void SetConnectionType(TConnectionType value) { Store(fConnectionType, value); }
   bool IsEmul() const { return fConnectionType == TConnectionType::mbEmul; }
 
   /// Takes over both references and the type.
@@ -96,7 +96,7 @@ class TMBClient : public TComponent {
   bool IsEmul() const { return fConnection && fConnection->IsEmul(); }
   /// While true every transaction that completes is ignored; emulated answers go on.
   bool DisableHandling() const { return fDisableHandling; }
-  void SetDisableHandling(bool value) { fDisableHandling = value; }
+  void SetDisableHandling(bool value) { Store(fDisableHandling, value); }
   bool MBCntrlOn = true;  ///< false silences OnReadList and OnWriteList
 
   /// Requests a read. countInBytes is what the function counts: bits for $01, $02; bytes for the

@@ -60,6 +60,7 @@ bool TMBCustomFunction::IsOwn(std::uint8_t func, const TObject* letterOwner) con
 
 void TMBCustomFunction::Request(std::uint32_t start, const TRequest& data) {
   constexpr std::uint16_t kCountInBytes = 2;  // counts nothing here: data goes out as it is
+  CheckThread();
   if (fMBClient) fMBClient->Read(GetMBFunc(), start, kCountInBytes, this, data);
 }
 

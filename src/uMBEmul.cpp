@@ -9,15 +9,28 @@
 namespace OrvixModBus {
 
 TEmulClient::TEmulClient(TComponent* owner)
-    : TComponent(owner), fSink(*this, {this, &TEmulClient::OnGetMessage}) {}
+    : TComponent(owner),
+      fStandIn(std::make_unique<TMBReg>(nullptr)),
+      fSink(*this, {this, &TEmulClient::OnGetMessage}) {}
 
 TEmulClient::~TEmulClient() { BeginDestroy(); }
+
+// Asks to be woken for the first entry of a queue; false when the loop is closed.
+template <class TQueue>
+bool TEmulClient::WakeUp(TQueue& queue, std::intptr_t which) {
+  if (queue.size() > 1) return true;
+  try {
+    return fSink.Post(kEmulMessage, which, 0);
+  } catch (...) {
+    queue.pop_back();
+    throw;
+  }
+}
 
 void TEmulClient::ReadRegs(TMBReg& reg, TObject* letterOwner) {
   CheckThread();
   fReadRegQueue.push_back({&reg, letterOwner, reg.Adress(), reg.MBFuncRead()});
-  if (fReadRegQueue.size() > 1) return;
-  if (!fSink.Post(kEmulMessage, kEmulReads, 0)) {
+  if (!WakeUp(fReadRegQueue, kEmulReads)) {
     throw Exception("Device emulation - reading error");
   }
 }
@@ -28,8 +41,7 @@ void TEmulClient::WriteReg(const TMBReg& reg, const Bytes& value, TObject* lette
   auto copy = std::make_unique<TMBReg>(nullptr);
   copy->Assign(reg);
   fWriteRegQueue.push_back({std::move(copy), value, letterOwner});
-  if (fWriteRegQueue.size() > 1) return;
-  if (!fSink.Post(kEmulMessage, kEmulWrites, 0)) {
+  if (!WakeUp(fWriteRegQueue, kEmulWrites)) {
     throw Exception("Device emulation - writing error");
   }
 }
@@ -57,11 +69,23 @@ void TEmulClient::DoOnRead() {
       error.Run([&] { OnRead(*entry.Reg, entry.LetterOwner.Get()); });
       continue;
     }
-    TMBReg standIn(nullptr);
-    standIn.SetRegAdress(entry.Adress);
-    standIn.SetMBFuncRead(entry.MBFuncRead);
-    error.Run([&] { OnRead(standIn, entry.LetterOwner.Get()); });
+    error.Run([&] { AnswerForGone(entry); });
   }
+  error.Raise();
+}
+
+// Its register is gone; one that has its address and read function stands for it.
+void TEmulClient::AnswerForGone(const TEmulToRead& entry) {
+  const TRef<TEmulClient> self(this);
+  auto standIn = std::exchange(fStandIn, nullptr);
+  if (standIn == nullptr) standIn = std::make_unique<TMBReg>(nullptr);  // inside another such one
+  standIn->SetRegAdress(entry.Adress);
+  standIn->SetMBFuncRead(entry.MBFuncRead);
+  TFirstError error;
+  error.Run([&] { OnRead(*standIn, entry.LetterOwner.Get()); });
+  error.Run([&] {
+    if (self) fStandIn = std::make_unique<TMBReg>(nullptr);
+  });
   error.Raise();
 }
 

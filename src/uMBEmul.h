@@ -65,9 +65,13 @@ class TEmulClient : public TComponent {
     TRef<TObject> LetterOwner;
   };
 
+  template <class TQueue>
+  bool WakeUp(TQueue& queue, std::intptr_t which);
   void DoOnRead();
+  void AnswerForGone(const TEmulToRead& entry);
   void DoOnWrite();
 
+  std::unique_ptr<TMBReg> fStandIn;  // made beforehand: an answer must not fail
   std::deque<TEmulToRead> fReadRegQueue;
   std::deque<TEmulToWrite> fWriteRegQueue;
   TMessageSink fSink;

@@ -169,6 +169,7 @@ void TMBLetter::Request(std::uint8_t func, TSend send, TFirstError& error) {
   const TRef<TMBLetter> self(this);
   const TRef<TMBClient> client(fClient);
   const std::uint64_t started = client->WorkStarts();
+  const std::uint32_t forgets = fForgets;
   const bool counted = func < fWaitQueue.size();
   bool sent = false;
   if (counted) ++fWaitQueue[func];
@@ -176,9 +177,12 @@ void TMBLetter::Request(std::uint8_t func, TSend send, TFirstError& error) {
     send(*client);
     sent = true;
   });
-  if (client && (sent || client->WorkStarts() != started)) return;
-  if (self && counted && fWaitQueue[func] > 0) --fWaitQueue[func];
-  if (client) error.Raise();
+  const bool underWay = client && (sent || client->WorkStarts() != started);
+  if (self && counted) {
+    if (underWay && fForgets != forgets) ++fWaitQueue[func];
+    if (!underWay && fWaitQueue[func] > 0) --fWaitQueue[func];
+  }
+  if (client && !underWay) error.Raise();
 }
 
 // Handlers of the client and proc may destroy registers, the letter and its client.
@@ -426,7 +430,14 @@ void TMBLetter::TellWritten(std::uint8_t func, std::uint32_t startReg, const Byt
   });
 }
 
-void TMBLetter::OnClearWaitQueue(TObject& /*sender*/) { ClearWaitQueue(); }
+// What the client had queued is gone, the request that is just being sent, too.
+void TMBLetter::OnClearWaitQueue(TObject& /*sender*/) { fWaitQueue.fill(0); }
+
+void TMBLetter::ClearWaitQueue() {
+  CheckThread();
+  fWaitQueue.fill(0);
+  ++fForgets;
+}
 
 bool TMBLetter::ChekServerReply(TServerReply serverReply, std::uint8_t func) {
   switch (serverReply) {
@@ -461,6 +472,7 @@ bool TMBLetter::IsComplete(std::uint8_t func) const {
 void TMBLetter::Assign(const TPersistent& source) {
   const auto* letter = dynamic_cast<const TMBLetter*>(&source);
   if (letter == nullptr) return TComponent::Assign(source);
+  CheckThread();
   SetClient(letter->Client());
   SetMaxHole(letter->MaxHole());
   SetRegs(letter->Regs());
@@ -473,6 +485,7 @@ bool TMBLetter::SameReg(const TMBReg& reg1, const TMBReg& reg2) {
 
 // Decoding runs handlers of the catalogue, which may destroy either letter.
 int TMBLetter::CopyRegValues(TObject* source, std::span<const std::string> names) {
+  CheckThread();
   auto* const letter = dynamic_cast<TMBLetter*>(source);
   if (letter == nullptr) return -1;
   const TRef<TMBLetter> from(letter), self(this);
@@ -493,6 +506,7 @@ int TMBLetter::CopyRegValues(TObject* source, std::span<const std::string> names
 }
 
 void TMBLetter::RemoveNotFoundRegNames(TStrings& list) {
+  CheckThread();
   for (int i = list.Count() - 1; i >= 0; --i) {
     if (fRegs.GetItemByName(list.Strings(i)) == nullptr) list.Delete(i);
   }

@@ -34,7 +34,10 @@ class TMBRegs : public TRegNameCollection {
 
   /// The catalogue that every register added from now on gets; nil for none.
   TMBTypeInfo* MBTypeInfo() const { return fMBTypeInfo.Get(); }
-  void SetMBTypeInfo(TMBTypeInfo* value) { fMBTypeInfo = value; }
+  void SetMBTypeInfo(TMBTypeInfo* value) {
+    CheckThread();
+    fMBTypeInfo = value;
+  }
 
   /// By the name index: case ignored, bit suffix ignored; nil when absent.
   TMBReg* GetItemByName(const std::string& name) const;
@@ -108,10 +111,10 @@ class TMBLetter : public TComponent {
   void SetClient(TMBClient* value);
   std::uint8_t MaxHole() const { return fMaxHole; }
   /// On purpose: kept and stored, but any gap between registers ends a request.
-  void SetMaxHole(std::uint8_t value) { fMaxHole = value; }
+  void SetMaxHole(std::uint8_t value) { Store(fMaxHole, value); }
   std::int32_t ChanelID() const { return fChanelID; }
   /// For the application's own use.
-  void SetChanelID(std::int32_t value) { fChanelID = value; }
+  void SetChanelID(std::int32_t value) { Store(fChanelID, value); }
   TMBRegs& Regs() { return fRegs; }
   const TMBRegs& Regs() const { return fRegs; }
   void SetRegs(const TMBRegs& value) { fRegs.Assign(value); }
@@ -176,7 +179,8 @@ class TMBLetter : public TComponent {
   /// Requests of that function code that are waited for; 0 above 128, which are not counted.
   std::uint32_t WaitQueue(std::uint8_t func) const;
   /// Waits for nothing any more; raises nothing.
-  void ClearWaitQueue() { fWaitQueue.fill(0); }
+  /// A request that is just being sent, seen from inside OnWorkStart, is waited for all the same.
+  void ClearWaitQueue();
 
   /// Takes over client, MaxHole and copies of the registers; neither events nor ChanelID.
   void Assign(const TPersistent& source) override;
@@ -221,6 +225,7 @@ class TMBLetter : public TComponent {
   TMBRegPlaces fWritePlaces;
   std::vector<TRef<TMBReg>> fFound;
   std::array<std::uint32_t, 129> fWaitQueue{};
+  std::uint32_t fForgets = 0;  // how often ClearWaitQueue was called
   std::int32_t fChanelID = 0;
   std::uint8_t fMaxHole = 0;
 };

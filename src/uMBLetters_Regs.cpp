@@ -31,6 +31,7 @@ bool TMBRegs::TryGetRegByName(const std::string& name, TMBReg*& reg) const {
 }
 
 void TMBRegs::SetItemByName(const std::string& name, const TMBReg& value) {
+  CheckThread();
   if (TMBReg* reg = GetItemByName(name)) reg->Assign(value);
 }
 
@@ -65,6 +66,7 @@ TStringDynArray TMBRegs::RegNameAr(TRegTypeSet types) const {
 }
 
 TRegValue TMBRegs::RegValueByName(const std::string& name) {
+  CheckThread();
   TMBReg& reg = Expect(name);
   reg.DataToValue();
   return reg.Value();
@@ -79,10 +81,12 @@ TMBReg* TMBRegs::CloneReg(const TMBReg& reg) {
 }
 
 void TMBRegs::ClearRegsData() {
+  CheckThread();
   for (TMBReg* reg : RegList()) reg->ClearData();
 }
 
 void TMBRegs::CopyRegDataByName(const TMBRegs& source) {
+  CheckThread();
   const TMBRegList sources = source.RegList();
   TMBRegList targets;
   for (const TMBReg* reg : sources) targets.push_back(&Expect(reg->Name()));
@@ -91,6 +95,7 @@ void TMBRegs::CopyRegDataByName(const TMBRegs& source) {
 
 void TMBRegs::CopyRegDataByName(const TMBRegs& source, std::span<const std::string> srcNames,
                                 std::span<const std::string> destNames) {
+  CheckThread();
   if (srcNames.size() != destNames.size()) {
     throw Exception("Length of sourse and dest regnamelist not equele");
   }
@@ -110,6 +115,7 @@ void TMBRegs::SaveRegsDataToFile(const std::string& fileName, const std::string&
 }
 
 bool TMBRegs::LoadRegsDataFromFile(const std::string& fileName, const std::string& header) {
+  CheckThread();
   TStringList lines;
   lines.LoadFromFile(fileName);
   if (!header.empty() && (lines.Count() == 0 || lines.Strings(0) != header)) return false;

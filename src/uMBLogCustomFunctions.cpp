@@ -15,6 +15,7 @@ constexpr std::uint32_t kItemsReply = 1;  // what a request for items is started
 TMBLogFunction::~TMBLogFunction() { BeginDestroy(); }
 
 void TMBLogFunction::ReadAllItems() {
+  CheckThread();
   if (MBClient() == nullptr) return;
   const int last = ItemCount();
   const int batch = std::min(BatchSize(fOneRecordLength, "OneRecordLength", last), last);

@@ -31,7 +31,7 @@ class TMBLogFunction : public TMBItemFunction {
   ~TMBLogFunction() override;
 
   std::int32_t OneRecordLength() const { return fOneRecordLength; }  ///< bytes; -1 = not set
-  void SetOneRecordLength(std::int32_t value) { fOneRecordLength = value; }
+  void SetOneRecordLength(std::int32_t value) { Store(fOneRecordLength, value); }
   /// Asks for items 1 to ItemCount, as many with each request as a reply of 248 bytes holds; the
   /// last may ask for more than there are. Nothing while ItemCount is not above 0. Before anything
   /// is sent, EDivByZero for a OneRecordLength of 0, Exception for one below 1 or above 248.

@@ -21,6 +21,7 @@ void TMBFunction41::RaedOscilInfo(std::uint8_t oscilNumber) {
 }
 
 void TMBFunction41::ReadOscilData(std::uint8_t oscilNumber, std::uint16_t recordsInOscil) {
+  CheckThread();
   if (MBClient() == nullptr) return;
   const int last = recordsInOscil - 1;
   const int batch = BatchSize(fOscilDataLength, "OscilDataLength", last);

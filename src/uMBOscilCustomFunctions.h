@@ -25,10 +25,10 @@ class TMBFunction41 : public TMBItemFunction {
 
   std::uint8_t GetMBFunc() const override { return 0x41; }
   std::int32_t OscilInfoLength() const { return fOscilInfoLength; }  ///< bytes of a description
-  void SetOscilInfoLength(std::int32_t value) { fOscilInfoLength = value; }
+  void SetOscilInfoLength(std::int32_t value) { Store(fOscilInfoLength, value); }
   /// Bytes of a record. On purpose 0 at first, though -1 is the default that forms leave out.
   std::int32_t OscilDataLength() const { return fOscilDataLength; }
-  void SetOscilDataLength(std::int32_t value) { fOscilDataLength = value; }
+  void SetOscilDataLength(std::int32_t value) { Store(fOscilDataLength, value); }
 
   /// Asks for the description of one oscillogram.
   void RaedOscilInfo(std::uint8_t oscilNumber);

@@ -13,6 +13,7 @@ TMBLetterReadWriter::TMBLetterReadWriter(const TMBLetter& letter)
 }
 
 void TMBLetterReadWriter::AssignProcs(const TAfterEvent& afterEvent, const TAfterProc& afterProc) {
+  fSender->CheckThread();
   fAfterEvent = afterEvent;
   fAfterProc = afterProc;
 }
@@ -22,6 +23,7 @@ void TMBLetterReadWriter::AssignRegs(std::span<const std::string> names) {
 }
 
 void TMBLetterReadWriter::AssignRegs(std::span<TMBReg* const> regs) {
+  fSender->CheckThread();
   fRegs.assign(regs.begin(), regs.end());
 }
 

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "platform/model/uProperty.h"
 #include "platform/rtl/uException.h"
+#include "platform/rtl/uFold.h"
 #include "platform/rtl/uText.h"
 
 namespace OrvixModBus {
@@ -40,31 +42,37 @@ std::uint8_t TMBReg::GetRegsCount() const {
 }
 
 void TMBReg::SetDisplayName(const std::string& value) {
+  CheckThread();
   if (value == fName) return;
+  std::string name = value;
   if (Names() != nullptr) Names()->ChangeName(fName, value, *this);
-  fName = value;
+  fName = std::move(name);
   TCollectionItem::SetDisplayName(value);
 }
 
 void TMBReg::SetRegAdress(std::uint32_t value) {
+  CheckThread();
   if (value == fAdress) return;
   fAdress = value;
   Moved();
 }
 
 void TMBReg::SetMBFuncRead(std::uint8_t value) {
+  CheckThread();
   if (value == fMBFuncRead) return;
   fMBFuncRead = value;
   Moved();
 }
 
 void TMBReg::SetMBFuncWrite(std::uint8_t value) {
+  CheckThread();
   if (value == fMBFuncRead) return;
   fMBFuncWrite = value;
   Moved();
 }
 
 void TMBReg::SetRegsCount(std::uint8_t value) {
+  CheckThread();
   const int size = value * fBytesInOneReg;
   CheckSize(size);
   if (size == CountInByte()) return;
@@ -73,6 +81,7 @@ void TMBReg::SetRegsCount(std::uint8_t value) {
 }
 
 void TMBReg::SetBytesInOneReg(std::uint8_t value) {
+  CheckThread();
   const int size = value * GetRegsCount();
   CheckSize(size);
   if (value == fBytesInOneReg) return;
@@ -82,12 +91,14 @@ void TMBReg::SetBytesInOneReg(std::uint8_t value) {
 }
 
 void TMBReg::SetCaption(const std::string& value) {
+  CheckThread();
   if (value == fCaption) return;
   fCaption = value;
   Changed(false);
 }
 
 void TMBReg::SetData(std::uint16_t index, std::uint8_t value) {
+  CheckThread();
   if (index > fData.size()) throw Exception("Array index error");
   if (index == fData.size()) {
     fData.push_back(value);
@@ -106,7 +117,10 @@ bool TMBReg::IsDataZero() const {
   return std::ranges::all_of(fData, [](std::uint8_t byte) { return byte == 0; });
 }
 
-void TMBReg::ClearData() { std::ranges::fill(fData, std::uint8_t{0}); }
+void TMBReg::ClearData() {
+  CheckThread();
+  std::ranges::fill(fData, std::uint8_t{0});
+}
 
 std::vector<std::uint16_t> TMBReg::GetDataAsWordAr() const {
   std::vector<std::uint16_t> words((fData.size() + 1) / 2);
@@ -117,6 +131,7 @@ std::vector<std::uint16_t> TMBReg::GetDataAsWordAr() const {
 std::string TMBReg::DataToStr() const { return Trim(TMBLib::ByteArToStr(fData, 0)); }
 
 void TMBReg::DataToValue() {
+  CheckThread();
   const bool byHandlers = fTypeInfo ? fTypeInfo->HasHandlers() : fRegType != TRegType::rtStr;
   if (byHandlers) return DecodeByHandlers();
   if (fTypeInfo) {
@@ -142,6 +157,7 @@ void TMBReg::DecodeByHandlers() {
 }
 
 void TMBReg::DataToMin() {
+  CheckThread();
   if (!fTypeInfo) return;
   switch (fRegType) {
     case TRegType::rtNum:
@@ -194,6 +210,7 @@ TMBRegTypeColItem* TMBReg::GetRegTypeItem() const {
 void TMBReg::Assign(const TPersistent& source) {
   const auto* reg = dynamic_cast<const TMBReg*>(&source);
   if (reg == nullptr) return TCollectionItem::Assign(source);
+  CheckThread();
   SetDisplayName(reg->fName);
   SetRegAdress(reg->fAdress);
   fChanelIndex = reg->fChanelIndex;
@@ -271,6 +288,7 @@ int TRegNameCollection::NameIndex(const std::string& name) const {
 TMBReg* TRegNameCollection::RegByIndex(int index) const { return fNames.RegAt(index); }
 
 void TRegNameCollection::SetRegValue(int index, TMBReg& reg) {
+  CheckThread();
   CheckIsItemOf(*this, reg);
   --RegByIndex(index)->fIndexLines;
   fNames.SetRegAt(index, reg);
@@ -278,26 +296,43 @@ void TRegNameCollection::SetRegValue(int index, TMBReg& reg) {
 }
 
 void TRegNameCollection::SetNameByIndex(int index, const std::string& name) {
+  CheckThread();
   TMBReg& reg = *RegByIndex(index);
   DelByIndex(index);
   AddRegItem(name, reg);
 }
 
 void TRegNameCollection::AddRegItem(const std::string& name, TMBReg& reg) {
+  CheckThread();
   CheckIsItemOf(*this, reg);
   if (fNames.Add(TMBLib::DeleteBitFromRegName(name), reg)) ++reg.fIndexLines;
 }
 
 void TRegNameCollection::ChangeName(const std::string& oldName, const std::string& newName,
                                     TMBReg& reg) {
+  CheckThread();
   CheckIsItemOf(*this, reg);
-  DelByName(oldName);
-  AddRegItem(newName, reg);
+  const std::string oldLine = TMBLib::DeleteBitFromRegName(oldName);
+  const std::string newLine = TMBLib::DeleteBitFromRegName(newName);
+  const bool sameLine = SameText(oldLine, newLine);
+  if (TMBReg* const bearer = sameLine ? fNames.Find(oldLine) : nullptr) {
+    fNames.Replace(newLine, reg);
+    --bearer->fIndexLines;
+    ++reg.fIndexLines;
+    return;
+  }
+  // The new line first: for want of memory nothing has changed.
+  if (fNames.Add(newLine, reg)) ++reg.fIndexLines;
+  if (!sameLine) DelLine(oldLine);
 }
 
-void TRegNameCollection::DelByIndex(int index) { DelLine(fNames.NameAt(index)); }
+void TRegNameCollection::DelByIndex(int index) {
+  CheckThread();
+  DelLine(fNames.NameAt(index));
+}
 
 void TRegNameCollection::DelByName(const std::string& name) {
+  CheckThread();
   DelLine(TMBLib::DeleteBitFromRegName(name));
 }
 
@@ -315,11 +350,12 @@ void TRegNameCollection::Clear() {
 }
 
 void TRegNameCollection::Forget(TMBReg& reg) noexcept {
-  if (RegByName(reg.fName) == &reg) DelByName(reg.fName);
-  // Lines under other names come from AddRegItem and SetRegValue; they are few.
-  for (int i = fNames.Count() - 1; i >= 0 && reg.fIndexLines > 0; --i) {
-    if (RegByIndex(i) == &reg) DelByIndex(i);
+  try {
+    if (RegByName(reg.fName) == &reg) DelLine(TMBLib::DeleteBitFromRegName(reg.fName));
+  } catch (const std::bad_alloc&) {  // then it is found as those below
   }
+  // Lines under other names come from AddRegItem and SetRegValue; they are few.
+  while (reg.fIndexLines > 0 && fNames.RemoveOneOf(reg)) --reg.fIndexLines;
 }
 
 const TClassInfo& TRegNameCollection::StaticClass() {

@@ -51,7 +51,7 @@ class TMBReg : public TCollectionItem {
   std::string GetDisplayName() const override { return fName; }
   /// Name. Keeps the collection's name index in step; notifies.
   void SetDisplayName(const std::string& value) override;
-  void SetChanelIndex(std::int32_t value) { fChanelIndex = value; }
+  void SetChanelIndex(std::int32_t value) { Store(fChanelIndex, value); }
   void SetRegAdress(std::uint32_t value);  ///< notifies
   void SetMBFuncRead(std::uint8_t value);  ///< notifies
   /// Notifies. On purpose: compares with MBFuncRead, so a value equal to that is not stored.
@@ -62,14 +62,14 @@ class TMBReg : public TCollectionItem {
   /// Resizes the data to value * Count bytes; notifies. Throws as SetRegsCount does.
   void SetBytesInOneReg(std::uint8_t value);
   void SetCaption(const std::string& value);  ///< notifies
-  void SetRegType(TRegType value) { fRegType = value; }
-  void SetTypeName(const std::string& value) { fRegTypeName = value; }
-  void SetTypeInfo(TMBTypeInfo* value) { fTypeInfo = value; }
+  void SetRegType(TRegType value) { Store(fRegType, value); }
+  void SetTypeName(const std::string& value) { Store(fRegTypeName, value); }
+  void SetTypeInfo(TMBTypeInfo* value) { Store(fTypeInfo, value); }
 
   /// Raw data, big-endian: the first byte is the most significant. Valid until changed.
   const Bytes& Data() const { return fData; }
   /// Replaces the data, whatever its length; tells nobody.
-  void SetRegData(const Bytes& data) { fData = data; }
+  void SetRegData(const Bytes& data) { Store(fData, data); }
   /// Stores one byte; index == length appends. Throws Exception "Array index error" past that,
   /// storing none. OnDataChange is raised for the same byte, too.
   void SetData(std::uint16_t index, std::uint8_t value);

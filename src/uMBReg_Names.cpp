@@ -1,6 +1,7 @@
 #include "uMBReg_Names.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/rtl/uException.h"
@@ -30,11 +31,31 @@ bool TMBRegNames::Add(std::string_view name, TMBReg& reg) {
   if (slot.Line != kNoLine) return false;
   const std::uint32_t line = TakeLine(name, reg);
   slot = {hash, line};
-  if (fIsOrdered) fOrdered.Insert(PlaceOf(name), line);
+  if (fIsOrdered) Order(line);
   return true;
 }
 
-bool TMBRegNames::Remove(std::string_view name) {
+void TMBRegNames::Order(std::uint32_t line) {
+  try {
+    fOrdered.Insert(PlaceOf(fLines[line].Name), line);
+  } catch (const std::bad_alloc&) {
+    fIsOrdered = false;  // the order is made when it is asked for
+  }
+}
+
+void TMBRegNames::Replace(std::string_view name, TMBReg& reg) {
+  std::string spelling(name);
+  TLine& line = fLines[fSlots[SlotOf(name, HashOf(name))].Line];
+  line.Name = std::move(spelling);
+  line.Reg = &reg;
+}
+
+bool TMBRegNames::RemoveOneOf(const TMBReg& reg) noexcept {
+  const auto found = std::ranges::find(fLines, &reg, &TLine::Reg);
+  return found != fLines.end() && Remove(found->Name);
+}
+
+bool TMBRegNames::Remove(std::string_view name) noexcept {
   if (fSlots.empty()) return false;
   const std::size_t slot = SlotOf(name, HashOf(name));
   const std::uint32_t line = fSlots[slot].Line;
@@ -91,6 +112,10 @@ void TMBRegNames::EmptySlot(std::size_t slot) {
 
 std::uint32_t TMBRegNames::TakeLine(std::string_view name, TMBReg& reg) {
   if (fFreeLines.empty()) {
+    // Room for every line that may get free, so that a removal needs no memory.
+    if (fFreeLines.capacity() <= fLines.size()) {
+      fFreeLines.reserve(std::max(kFirstSlots, 2 * fLines.size()));
+    }
     fLines.push_back({std::string(name), &reg});
     return static_cast<std::uint32_t>(fLines.size() - 1);
   }
@@ -107,6 +132,7 @@ std::size_t TMBRegNames::PlaceOf(std::string_view name) const {
 
 void TMBRegNames::PutInOrder() const {
   if (fIsOrdered) return;
+  fOrdered.Clear();
   std::vector<std::uint32_t> lines;
   for (std::uint32_t line = 0; line < fLines.size(); ++line) {
     if (fLines[line].Reg != nullptr) lines.push_back(line);

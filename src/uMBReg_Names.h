@@ -25,7 +25,11 @@ class TMBRegNames {
   /// False, and nothing has changed, when the name is there already.
   bool Add(std::string_view name, TMBReg& reg);
   /// False when the name was not there.
-  bool Remove(std::string_view name);
+  bool Remove(std::string_view name) noexcept;
+  /// Removes a name of reg; false when it has none.
+  bool RemoveOneOf(const TMBReg& reg) noexcept;
+  /// Gives name, which is there, another spelling and another register.
+  void Replace(std::string_view name, TMBReg& reg);
   void Clear();
 
   /// Position of name in the order of names; -1 when absent.
@@ -51,6 +55,7 @@ class TMBRegNames {
   void Grow();
   void EmptySlot(std::size_t slot);
   std::uint32_t TakeLine(std::string_view name, TMBReg& reg);
+  void Order(std::uint32_t line);
   std::size_t PlaceOf(std::string_view name) const;
   void PutInOrder() const;
   std::size_t LineAt(int position) const;

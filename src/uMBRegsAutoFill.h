@@ -39,11 +39,14 @@ class TMBRegsAutoFill : public TComponent {
 
   /// The letter whose register set is filled; nil for none, or when it has been destroyed.
   TMBLetter* MBLetter() const { return fMBLetter.Get(); }
-  void SetMBLetter(TMBLetter* value) { fMBLetter = value; }
+  void SetMBLetter(TMBLetter* value) { Store(fMBLetter, value); }
   /// One register name per line, no series.
   TStringList& RegNameList() { return fRegNameList; }
   const TStringList& RegNameList() const { return fRegNameList; }
-  void SetRegNameList(const TStringList& value) { fRegNameList.Assign(value); }
+  void SetRegNameList(const TStringList& value) {
+    CheckThread();
+    fRegNameList.Assign(value);
+  }
 
   TOnGetRegName OnGetRegName;  ///< FillRegs asks for the names
   TOnGetRegInfo OnGetRegInfo;  ///< FillRegs asks to describe a register

@@ -20,7 +20,7 @@ class TTCPClient : public TComponent {
   using TComponent::TComponent;
 
   TMBTCPConnection* Connection() const { return fConnection.Get(); }
-  void SetConnection(TMBTCPConnection* value) { fConnection = value; }
+  void SetConnection(TMBTCPConnection* value) { Store(fConnection, value); }
 
   static const TClassInfo& StaticClass();
   const TClassInfo& ClassInfo() const override { return StaticClass(); }

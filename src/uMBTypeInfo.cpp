@@ -30,6 +30,7 @@ TMBTypeInfo::~TMBTypeInfo() { BeginDestroy(); }
 
 TRegValue TMBTypeInfo::DataToValue(TRegType regType, const std::string& typeName, const Bytes& data,
                                    const std::string& regName, std::int32_t /*bitNum*/) {
+  CheckThread();
   if (OnDataToValue) {
     const TRef<TMBTypeInfo> alive(this);
     bool done = false;
@@ -48,6 +49,7 @@ std::string TMBTypeInfo::ConstraintStr(TRegType regType, const std::string& type
 void TMBTypeInfo::ClearValue(TRegValue& regValue) { TMBLib::ClearValue(regValue); }
 
 void TMBTypeInfo::ClearAllDataType() {
+  CheckThread();
   fTypeLists.Clear();
   fTypeBins.Clear();
   fTypeNumbers.Clear();
@@ -57,6 +59,7 @@ void TMBTypeInfo::ClearAllDataType() {
 void TMBTypeInfo::Assign(const TPersistent& source) {
   const auto* other = dynamic_cast<const TMBTypeInfo*>(&source);
   if (other == nullptr) return TComponent::Assign(source);
+  CheckThread();
   SetTypeLists(other->fTypeLists);
   SetTypeBins(other->fTypeBins);
   SetTypeNumbers(other->fTypeNumbers);

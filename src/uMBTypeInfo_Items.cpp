@@ -19,6 +19,7 @@ TMBRegTypeColItem::TMBRegTypeColItem(TCollection* collection, std::string_view n
       fRegType(regType) {}
 
 void TMBRegTypeColItem::SetDisplayName(const std::string& value) {
+  CheckThread();
   if (value == fName) return;
   fName = value;
   TCollectionItem::SetDisplayName(value);

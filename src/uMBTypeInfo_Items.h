@@ -63,7 +63,7 @@ class TMBRegTypeColItem : public TCollectionItem {
   /// Stores another name (case matters), then notifies.
   void SetDisplayName(const std::string& value) override;
   TRegType RegType() const { return fRegType; }
-  void SetRegType(TRegType value) { fRegType = value; }
+  void SetRegType(TRegType value) { Store(fRegType, value); }
 
   /// The bytes decoded; the cleared value in this base and for what the type has no value for.
   virtual TRegValue DataToValue(const Bytes& data) const;

@@ -43,6 +43,7 @@ TMBRegTypeNumber::TMBRegTypeNumber(TCollection* collection)
 }
 
 void TMBRegTypeNumber::SetStep(double value) {
+  CheckThread();
   fStep = value;
   fPrecision = static_cast<std::int8_t>(-NumAfterPoint(value));
 }

@@ -25,14 +25,14 @@ class TMBRegTypeNumber : public TMBRegTypeColItem {
   /// Decimal places of Step, negative; 0 while Step is not set. Rounds values of Multiplier 1.
   std::int8_t Precision() const { return fPrecision; }
 
-  void SetMinValue(double value) { fMinValue = value; }
-  void SetMaxValue(double value) { fMaxValue = value; }
-  void SetIntPart(std::uint8_t value) { fIntPart = value; }
-  void SetRealPart(std::uint8_t value) { fRealPart = value; }
+  void SetMinValue(double value) { Store(fMinValue, value); }
+  void SetMaxValue(double value) { Store(fMaxValue, value); }
+  void SetIntPart(std::uint8_t value) { Store(fIntPart, value); }
+  void SetRealPart(std::uint8_t value) { Store(fRealPart, value); }
   void SetStep(double value);  ///< and Precision
-  void SetMultiplier(double value) { fMultiplier = value; }
-  void SetDisplayFormat(const std::string& value) { fDisplayFormat = value; }
-  void SetFromIndex(std::int32_t value) { fFromIndex = value; }
+  void SetMultiplier(double value) { Store(fMultiplier, value); }
+  void SetDisplayFormat(const std::string& value) { Store(fDisplayFormat, value); }
+  void SetFromIndex(std::int32_t value) { Store(fFromIndex, value); }
 
   /// "-" for two and more bytes of 255, the cleared value out of range; Int stays cleared when the
   /// value is no 32-bit integer. Exception when the data is too short, EConvertError when

@@ -27,13 +27,13 @@ class TMBRegTypeStructure : public TMBRegTypeColItem {
   /// For applications; nil when that description is gone.
   TMBRegTypeColItem* MBRegTypeItem() const { return fMBRegTypeItem.Get(); }
 
-  void SetCode(std::int32_t value) { fCode = value; }
-  void SetStructurName(const std::string& value) { fStructurName = value; }
-  void SetRegTypeName(const std::string& value) { fRegTypeName = value; }
-  void SetOffset(std::int16_t value) { fOffset = value; }
-  void SetSize(std::uint16_t value) { fSize = value; }
-  void SetCaption(const std::string& value) { fCaption = value; }
-  void SetMBRegTypeItem(TMBRegTypeColItem* value) { fMBRegTypeItem = value; }
+  void SetCode(std::int32_t value) { Store(fCode, value); }
+  void SetStructurName(const std::string& value) { Store(fStructurName, value); }
+  void SetRegTypeName(const std::string& value) { Store(fRegTypeName, value); }
+  void SetOffset(std::int16_t value) { Store(fOffset, value); }
+  void SetSize(std::uint16_t value) { Store(fSize, value); }
+  void SetCaption(const std::string& value) { Store(fCaption, value); }
+  void SetMBRegTypeItem(TMBRegTypeColItem* value) { Store(fMBRegTypeItem, value); }
 
   /// On purpose: copies the kind, too.
   void Assign(const TPersistent& source) override;

@@ -49,6 +49,10 @@ void TCollectionItem::Changed(bool allItems) {
   if (fCollection != nullptr) fCollection->ItemChanged(allItems ? nullptr : this);
 }
 
+void TCollectionItem::CheckThread() const {
+  if (fCollection != nullptr) fCollection->CheckThread();
+}
+
 void TCollectionItem::Introduce() {
   if (fCollection != nullptr) fCollection->Added(*this);
 }
@@ -73,7 +77,10 @@ TCollectionItem* TCollection::Items(int index) const {
   return fItems[static_cast<std::size_t>(index)];
 }
 
-void TCollection::SetItem(int index, const TCollectionItem& value) { Items(index)->Assign(value); }
+void TCollection::SetItem(int index, const TCollectionItem& value) {
+  CheckThread();
+  Items(index)->Assign(value);
+}
 
 TCollectionItem* TCollection::FindItemID(int id) const {
   const auto found = std::ranges::find(fItems, id, &TCollectionItem::fID);

@@ -39,6 +39,14 @@ class TCollectionItem : public TPersistent {
  protected:
   /// Tells the collection that this item, or the whole list, has changed.
   void Changed(bool allItems);
+  /// EThreadError when called from another thread than the one that made the collection.
+  void CheckThread() const;
+  /// What a setter that notifies nobody does.
+  template <class T, class TValue>
+  void Store(T& field, const TValue& value) {
+    CheckThread();
+    field = value;
+  }
   /// Last statement of the constructor of an item class: the collection's Added runs now that
   /// the item has its defaults.
   void Introduce();
@@ -95,11 +103,12 @@ class TCollection : public TPersistent {
   virtual void Update(TCollectionItem* item) noexcept;
   /// item has entered and has its defaults. The base does nothing.
   virtual void Added(TCollectionItem& item);
+  /// EThreadError when called from another thread than the one that made this collection.
+  void CheckThread() const;
 
  private:
   friend class TCollectionItem;
 
-  void CheckThread() const;
   void FreeItems();
   void InsertItem(TCollectionItem& item);
   void RemoveItem(TCollectionItem& item) noexcept;

@@ -60,6 +60,12 @@ class TComponent : public TPersistent {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  protected:
+  /// What a setter that does nothing else does.
+  template <class T, class TValue>
+  void Store(T& field, const TValue& value) {
+    CheckThread();
+    field = value;
+  }
   /// First statement of the destructor of every class whose parts may be reached by others:
   /// references to this become nil, notifications go out, owned components are destroyed.
   /// Components that are members of such a class are made without an owner.
