@@ -49,15 +49,17 @@ class TPublishedEvents {
   void Walk(TPersistent& object) {
     std::vector<TPersistent*> left{&object};
     while (!left.empty()) {
-      TPersistent& part = *left.back();
+      TPersistent* const next = left.back();
       left.pop_back();
+      if (next == nullptr) continue;
+      TPersistent& part = *next;
       if (auto* collection = dynamic_cast<TCollection*>(&part)) left.push_back(collection->Add());
       fClasses.push_back(&part.ClassInfo());
       for (const TPropertyInfo* property : part.ClassInfo().Properties()) {
         if (property->Kind == TPropertyKind::pkEvent) {
           fNames.push_back({std::string(part.ClassName()), std::string(property->Name)});
         } else if (property->Kind == TPropertyKind::pkObject) {
-          if (auto* inner = std::get<TPersistent*>(property->Get(part))) left.push_back(inner);
+          left.push_back(std::get<TPersistent*>(property->Get(part)));
         }
       }
     }
