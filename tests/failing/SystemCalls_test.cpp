@@ -23,7 +23,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 10s;
+constexpr auto kPatience = 30s;
 
 int OpenHandles() {
   const std::filesystem::directory_iterator handles("/proc/self/fd");
@@ -36,7 +36,7 @@ class TRealLine {
     fLine.SetPortProperty(fTerminal.Path());
     fLine.SetSilentInterval(0);
     fLine.SetMaxRetries(0);
-    fLine.SetReceiveTimeout(150);
+    fLine.SetReceiveTimeout(1000);  // a busy machine answers late
     fLine.SetReconnectInterval(10);
     fConnection.SetRTU(&fLine);
     fClient.SetConnection(&fConnection);
