@@ -19,6 +19,7 @@ inline constexpr char kRecordsForm[] = R"(object Plant: TDataModule
     MaxRetries = 0
     ReceiveTimeout = 300
     SilentInterval = 0
+    EchoSuppression = esOff
   end
   object Connection: TMBConnection
     RTU = Line
