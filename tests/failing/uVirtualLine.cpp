@@ -2,30 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-#include <vector>
+#include "tests/support/FurnishedDevice.h"
 
 namespace OrvixModBus {
-namespace {
 
 using namespace std::chrono_literals;
 
-std::vector<std::uint32_t> Ramp(std::size_t count) {
-  std::vector<std::uint32_t> values(count);
-  std::iota(values.begin(), values.end(), 0U);
-  return values;
-}
-
-}  // namespace
-
 TVirtualLine::TVirtualLine() {
-  Device.Holding.Set(0, Ramp(200));
-  Device.Coils.Set(0, Ramp(64));
-  Device.Paged.Set(0, Ramp(0x400));
-  Device.Files[4].Records[1] = {1, 2, 3, 4};
-  Device.Files[4].Records[2] = {5, 6, 7, 8};
-  Device.Logs[0x20].Records = {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}};
-  Device.Identity = TSimulatedIdentity{{0x42}, "device", true};
+  Furnish(Device);
   Wire.OnWrite = [this](const Bytes& request) {
     const auto data = std::span(request).subspan(1, request.size() - 3);
     Wire.Arrive(10ms, Frame(Bytes{request[0]} + Device.Answer(data, 0)));

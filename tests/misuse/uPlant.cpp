@@ -1,23 +1,14 @@
 #include "uPlant.h"
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
 #include "tests/src/uTestRegs.h"
+#include "tests/support/FurnishedDevice.h"
 
 namespace OrvixModBus {
-namespace {
 
 using namespace std::chrono_literals;
-
-std::vector<std::uint32_t> Ramp(std::size_t count) {
-  std::vector<std::uint32_t> values(count);
-  std::iota(values.begin(), values.end(), 0U);
-  return values;
-}
-
-}  // namespace
 
 TCountingClient::TCountingClient(TMBRTUConnection* line) {
   SetConnection(line);
@@ -103,8 +94,8 @@ void TWaitModel::Check() const {
 }
 
 TPlant::TPlant() {
-  Describe(Devices[kDevice]);
-  Describe(Devices[kOtherDevice]);
+  Furnish(Devices[kDevice]);
+  Furnish(Devices[kOtherDevice]);
   Wire.OnWrite = [this](const Bytes& request) { Answer(request); };
   Loop.OnException = [this](const std::exception_ptr& error) { Keep(error); };
 
@@ -171,18 +162,6 @@ void TPlant::FillRegs(TMBLetter& letter) {
   AddReg(regs, {"Far", 40, 2, 0x03, 2, 0x10});
   AddReg(regs, {"Paged", 0x100, 4, 0x43, 1, 0x66});
   AddReg(regs, {"Coil", 3, 1, 0x01, 2, 0x05});
-}
-
-void TPlant::Describe(TSimulatedDevice& device) {
-  device.Holding.Set(0, Ramp(200));
-  device.Coils.Set(0, Ramp(64));
-  device.Paged.Set(0, Ramp(0x400));
-  device.Identity = TSimulatedIdentity{{0x42}, "device", true};
-  device.Files[4].Records[1] = {1, 2, 3, 4};
-  for (const std::uint8_t func : {std::uint8_t{0x20}, std::uint8_t{0x24}}) {
-    device.Logs[func].Records = {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}};
-  }
-  device.Oscillograms[1] = {{1, 2, 3, 4}, {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}}};
 }
 
 void TPlant::RunFor(TLoop::TClock::duration time) {

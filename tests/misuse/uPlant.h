@@ -137,7 +137,6 @@ class TPlant {
  private:
   std::uint64_t fStartsInside = 0;  // requests that handlers have sent while one was sent
 
-  static void Describe(TSimulatedDevice& device);
   void Answer(std::span<const std::uint8_t> frame);
   template <class TSend>
   void Send(TMBLetter& letter, std::uint64_t requests, TSend send);

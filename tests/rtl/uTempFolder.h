@@ -1,22 +1,25 @@
 #pragma once
 // uTempFolder: a folder of its own for a test that needs files.
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace OrvixModBus {
 
 /// An empty folder that goes with all its files at the end of the test.
 class TTempFolder {
  public:
-  TTempFolder() : fPath(testing::TempDir() + "orvix_XXXXXX") {
-    if (mkdtemp(fPath.data()) == nullptr) ADD_FAILURE() << "No folder for the test's files";
+  TTempFolder() : fPath((std::filesystem::temp_directory_path() / "orvix_XXXXXX").string()) {
+    if (mkdtemp(fPath.data()) == nullptr) {
+      throw std::system_error(errno, std::generic_category(), fPath);
+    }
   }
   TTempFolder(const TTempFolder&) = delete;
   TTempFolder& operator=(const TTempFolder&) = delete;

@@ -2,6 +2,7 @@
 
 #include "platform/rtl/uNumText.h"
 #include "tests/storm/weather.h"
+#include "tests/tools/uHexFrame.h"
 
 namespace OrvixModBus {
 namespace {
@@ -12,15 +13,6 @@ constexpr std::size_t kMostComplaints = 10;
 constexpr std::uint64_t kLongestPause = 20;  // ms between two activities
 constexpr std::uint64_t kAwhile = 10;        // ms until a lost port is asked for again
 constexpr std::uint8_t kLastWaitedFunction = 128;
-
-std::string Hex(std::span<const std::uint8_t> bytes) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    text += IntToHex(byte, 2);
-    text += ' ';
-  }
-  return text;
-}
 
 Bytes Words(std::int32_t one, std::int32_t other) {
   return {static_cast<std::uint8_t>(one >> 8 & 0xFF), static_cast<std::uint8_t>(one & 0xFF),
@@ -100,10 +92,10 @@ void TStation::Check(bool right, const std::string& what) const {
 void TStation::Listen(TMBLetter& letter) {
   letter.OnRegDataChange = [this](TMBLetter&, TMBReg& reg) {
     Check(fWitness.Holds(fServer, reg),
-          reg.Name() + " changed to " + Hex(reg.Data()) + fWitness.Text());
+          reg.Name() + " changed to " + ToHex(reg.Data()) + fWitness.Text());
   };
   letter.OnWriteReg = [this](TMBLetter&, TMBReg& reg) {
-    Check(fWitness.Holds(fServer, reg), reg.Name() + " told as written " + Hex(reg.Data()));
+    Check(fWitness.Holds(fServer, reg), reg.Name() + " told as written " + ToHex(reg.Data()));
   };
 }
 
@@ -117,14 +109,14 @@ void TStation::ListenToClient() {
                           const Bytes& values, TObject*) {
     const bool good = kind == TServerReply::srNormalReply;
     Check(good ? fWitness.Reported(fServer, func, values) : values.empty(),
-          "read $" + IntToHex(func, 2) + " " + Hex(values));
+          "read $" + IntToHex(func, 2) + " " + ToHex(values));
   };
   fClient.OnReadFile.Add(
       [this](TMBClient&, TServerReply kind, TModbusFileRecordList& records, TObject*) {
         if (kind != TServerReply::srNormalReply) return OnDropped();
         for (int i = 0; i < records.Count(); ++i) {
           const TModbusFileRecord& record = records.Records(i);
-          Check(fWitness.Holds(fServer, record), "file record " + Hex(record.Data));
+          Check(fWitness.Holds(fServer, record), "file record " + ToHex(record.Data));
         }
       });
 }
@@ -136,11 +128,11 @@ void TStation::ListenToLogs() {
     log->SetOneRecordLength(TStormDevices::kLogRecordSize);
     log->OnGetCountInfo = [this, log](TObject&) {
       const Bytes counts = Words(log->TotalItem(), log->ItemCount());
-      Check(fWitness.Reported(fServer, log->MBFunc(), counts), "log count " + Hex(counts));
+      Check(fWitness.Reported(fServer, log->MBFunc(), counts), "log count " + ToHex(counts));
       log->ReadAllItems();
     };
     log->OnGetRecord = [this, log](TObject&, const Bytes& record) {
-      Check(fWitness.ReportedRecord(fServer, log->MBFunc(), record), "log record " + Hex(record));
+      Check(fWitness.ReportedRecord(fServer, log->MBFunc(), record), "log record " + ToHex(record));
     };
   }
 }
@@ -150,7 +142,7 @@ void TStation::ListenToOscillograms() {
   fOscillograms.SetOscilInfoLength(TStormDevices::kInfoSize);
   fOscillograms.SetOscilDataLength(TStormDevices::kSampleSize);
   const auto check = [this](const char* what, const Bytes& record) {
-    Check(fWitness.ReportedRecord(fServer, 0x41, record), what + Hex(record));
+    Check(fWitness.ReportedRecord(fServer, 0x41, record), what + ToHex(record));
   };
   fOscillograms.OnGetCountInfo = [this](TObject&) {
     fOscillograms.RaedOscilInfo(1);
@@ -180,7 +172,7 @@ void TStation::CheckAnswer(const TModbusTransaction& transaction) {
     return;
   }
   Check(reply[0] == fServer && fWitness.Answered(fServer, asked, told),
-        Hex(request) + "answered by " + Hex(reply) + fWitness.Text());
+        ToHex(request) + " answered by " + ToHex(reply) + fWitness.Text());
 }
 
 void TStation::Wait(std::uint64_t time) {

@@ -8,6 +8,7 @@
 
 #include "platform/loop/uSystemLoop.h"
 #include "platform/loop/uVirtualLoop.h"
+#include "tests/rtl/uTempFolder.h"
 #include "tests/storm/station.h"
 #include "tests/storm/weather.h"
 #include "tools/simulator/uMemoryCable.h"
@@ -219,31 +220,24 @@ class TMemoryStorm final : public TStorm {
 // Links in a folder of this process, to terminals that come and go.
 class TTerminalStorm final : public TStorm {
  public:
-  explicit TTerminalStorm(const TStormSettings& settings)
-      : TStorm(settings),
-        fFolder(std::filesystem::temp_directory_path() /
-                ("orvix_storm_" + std::to_string(Footprint().Kilobytes) + "_" +
-                 std::to_string(TClock::now().time_since_epoch().count()))) {
-    std::filesystem::create_directory(fFolder);
+  explicit TTerminalStorm(const TStormSettings& settings) : TStorm(settings) {
     fFormer = TLoop::SetCurrent(&fLoop);
   }
   ~TTerminalStorm() override {
     fLines.clear();
     fPorts.clear();
     TLoop::SetCurrent(fFormer);
-    std::error_code error;
-    std::filesystem::remove_all(fFolder, error);
   }
 
  private:
   void AddLine(int index) override {
-    const std::string path = (fFolder / std::to_string(index)).string();
+    const std::string path = fFolder.File(std::to_string(index));
     fPorts.push_back(std::make_unique<TTerminalPort>(path));
     NewLine(*fPorts.back(), index).Line.SetPortProperty(path);
   }
   std::chrono::nanoseconds Limit() const override { return kRealLimit; }
 
-  const std::filesystem::path fFolder;
+  const TTempFolder fFolder;
   TSystemLoop fLoop;
   TLoop* fFormer = nullptr;
   std::vector<std::unique_ptr<TTerminalPort>> fPorts;

@@ -5,17 +5,12 @@
 
 #include "platform/modbus/uRtuFrame.h"
 #include "platform/rtl/uNumText.h"
+#include "tests/tools/uHexFrame.h"
 
 namespace OrvixModBus {
 namespace {
 
 using TSpan = std::span<const std::uint8_t>;
-
-std::string HexOf(TSpan bytes) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) text += IntToHex(byte, 2);
-  return text;
-}
 
 std::uint32_t Word(TSpan bytes, std::size_t position) {
   if (position + 1 >= bytes.size()) return 0;
@@ -156,8 +151,8 @@ bool TWitness::Reported(std::uint8_t server, std::uint8_t function, TSpan values
 std::string TWitness::Text() const {
   std::string text;
   for (const TJournalEntry& entry : fHeard) {
-    text += "; heard " + std::to_string(entry.Address) + ": " + HexOf(entry.Request) + " -> " +
-            HexOf(entry.Reply) + " " + std::string(FaultName(entry.Fault));
+    text += "; heard " + std::to_string(entry.Address) + ": " + ToHex(entry.Request) + " -> " +
+            ToHex(entry.Reply) + " " + std::string(FaultName(entry.Fault));
   }
   return text;
 }

@@ -8,6 +8,7 @@
 
 #include "platform/loop/uSystemLoop.h"
 #include "tests/line/SimulatedLine.h"
+#include "tests/rtl/uTempFolder.h"
 #include "tests/timing/ProcessorTime.h"
 #include "tools/simulator/uTerminalPort.h"
 
@@ -43,7 +44,7 @@ class HotUnplug : public testing::Test {
     Simulator.OnRequest = [this](const TJournalEntry& entry) {
       if (entry.Fault == EFault::HangUp) Gone = Loop.Now();
     };
-    Line.SetPortProperty(Link.string());
+    Line.SetPortProperty(Link);
     Line.SetReconnectInterval(200);
     Line.OnPortLost = [this](TModbusConnection&, const std::string&) { ++Lost; };
     Line.OnPortFound = [this](TModbusConnection&) {
@@ -69,12 +70,12 @@ class HotUnplug : public testing::Test {
   bool RunUntil(const std::function<bool()>& condition) { return Loop.RunUntil(condition, 20s); }
 
   const int TerminalsBefore = OpenTerminals();
-  const std::filesystem::path Link =
-      std::filesystem::temp_directory_path() / ("orvix_unplug_" + std::to_string(getpid()));
+  const TTempFolder Folder;
+  const std::string Link = Folder.File("adapter");
   TSystemLoop Loop;
   TLoop* const Former = TLoop::SetCurrent(&Loop);
   TSimulator Simulator;
-  TTerminalPort Adapter{Link.string()};
+  TTerminalPort Adapter{Link};
   TSimulatorLine Far{Loop, Adapter, [this](auto request) { return Simulator.Answer(request); }};
   std::optional<TPseudoTerminal> Another;  // takes the number of the adapter that is gone
   TMBRTUConnection Line;
