@@ -78,7 +78,7 @@ TStringDynArray TMBLib::RegNameDecode(std::string_view regName, std::string_view
   std::string line(regName);
   if (index > kNoIndex) line = ReplaceAll(line, indexMark, Format(indexFormat, {index}));
   const TStringDynArray fields = SplitAtAny(line, rangeSep);
-  if (fields.size() <= 1) return {line};
+  if (fields.size() <= 1) return TStringDynArray(1, line);
   return Expand(ReadSeries(fields), numberMark);
 }
 

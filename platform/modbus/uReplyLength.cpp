@@ -40,10 +40,6 @@ TReplyLengths::TReplyLengths()
                      {0x66, TRule::Fixed(8)},
                      {0x6C, TRule::Fixed(8)}}) {}
 
-TReplyLengths::TReplyLengths(std::initializer_list<std::pair<std::uint8_t, TRule>> rules) {
-  for (const auto& [code, rule] : rules) Set(code, rule);
-}
-
 TReplyLength TReplyLengths::Judge(std::span<const std::uint8_t> request,
                                   std::span<const std::uint8_t> reply) const {
   const std::uint8_t code = ByteAt(reply, 1);
@@ -70,26 +66,26 @@ TReplyLength TReplyLengths::Judge(std::span<const std::uint8_t> request,
 }
 
 const TReplyLengths& RequestLengths() {
-  static const TReplyLengths lengths({{0x01, TRule::Fixed(8)},
-                                      {0x02, TRule::Fixed(8)},
-                                      {0x03, TRule::Fixed(8)},
-                                      {0x04, TRule::Fixed(8)},
-                                      {0x05, TRule::Fixed(8)},
-                                      {0x06, TRule::Fixed(8)},
-                                      {0x0F, TRule::Counted(9, 6)},
-                                      {0x10, TRule::Counted(9, 6)},
-                                      {0x11, TRule::Fixed(4)},
-                                      {0x14, TRule::Counted(5, 2)},
-                                      {0x15, TRule::Counted(5, 2)},
-                                      {0x16, TRule::Fixed(10)},
-                                      {0x17, TRule::Counted(13, 10)},
-                                      {0x21, TRule::Fixed(8)},
-                                      {0x43, TRule::Fixed(8)},
-                                      {0x44, TRule::Fixed(8)},
-                                      {0x65, TRule::Counted(8, 5)},
-                                      {0x66, TRule::Counted(8, 5)},
-                                      {0x6C, TRule::Fixed(8)}});
-  return lengths;
+  static constexpr TReplyLengths kLengths({{0x01, TRule::Fixed(8)},
+                                           {0x02, TRule::Fixed(8)},
+                                           {0x03, TRule::Fixed(8)},
+                                           {0x04, TRule::Fixed(8)},
+                                           {0x05, TRule::Fixed(8)},
+                                           {0x06, TRule::Fixed(8)},
+                                           {0x0F, TRule::Counted(9, 6)},
+                                           {0x10, TRule::Counted(9, 6)},
+                                           {0x11, TRule::Fixed(4)},
+                                           {0x14, TRule::Counted(5, 2)},
+                                           {0x15, TRule::Counted(5, 2)},
+                                           {0x16, TRule::Fixed(10)},
+                                           {0x17, TRule::Counted(13, 10)},
+                                           {0x21, TRule::Fixed(8)},
+                                           {0x43, TRule::Fixed(8)},
+                                           {0x44, TRule::Fixed(8)},
+                                           {0x65, TRule::Counted(8, 5)},
+                                           {0x66, TRule::Counted(8, 5)},
+                                           {0x6C, TRule::Fixed(8)}});
+  return kLengths;
 }
 
 }  // namespace OrvixModBus

@@ -62,7 +62,10 @@ class TReplyLengths {
   /// The rules of the known function codes.
   TReplyLengths();
   /// Until silence for every code but the given ones.
-  explicit TReplyLengths(std::initializer_list<std::pair<std::uint8_t, TReplyLengthRule>> rules);
+  constexpr explicit TReplyLengths(
+      std::initializer_list<std::pair<std::uint8_t, TReplyLengthRule>> rules) {
+    for (const auto& [code, rule] : rules) fRules[code] = rule;
+  }
 
   void Set(std::uint8_t functionCode, const TReplyLengthRule& rule) { At(functionCode) = rule; }
   const TReplyLengthRule& Rule(std::uint8_t functionCode) const {
@@ -78,7 +81,7 @@ class TReplyLengths {
  private:
   TReplyLengthRule& At(std::uint8_t functionCode) { return fRules[functionCode]; }
 
-  std::array<TReplyLengthRule, 256> fRules;
+  std::array<TReplyLengthRule, 256> fRules{};
 };
 
 /// The lengths of requests, for the frames that another master or an echo puts on the line.

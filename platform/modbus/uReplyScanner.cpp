@@ -16,18 +16,17 @@ constexpr std::size_t kHeader = 2;  // server address and function code
 constexpr std::size_t kLeastRoom = 512;
 
 // Behind a whole frame the check sum is 0, and stays so by every zero that a line adds when its
-// driver is switched off: the frame and its check sum would be read as data. A single zero is taken
-// as a part of the frame, because one right check sum in 256 ends with a zero, two in 65,536.
+// driver is switched off: a right check sum of two zeros is that of a frame before it, whose own
+// check sum would be read as data. A single zero is taken as a part of the frame, because one right
+// check sum in 256 ends with a zero, two in 65,536.
 bool IsFrameAndZeros(TSpan bytes) {
   constexpr std::uint8_t kZeros[] = {0, 0};
-  if (bytes.size() < kMinFrameLength + std::size(kZeros)) return false;
-  const TSpan frame = bytes.first(bytes.size() - std::size(kZeros));
-  return std::ranges::equal(bytes.last(std::size(kZeros)), kZeros) && CheckSumFits(frame);
+  return bytes.size() >= kMinFrameLength + std::size(kZeros) &&
+         std::ranges::equal(bytes.last(std::size(kZeros)), kZeros);
 }
 
 bool EndsWhole(TSpan bytes, TLineRest rest) {
-  return rest != TLineRest::Flowing && bytes.size() <= kMaxReplyLength && CheckSumFits(bytes) &&
-         !IsFrameAndZeros(bytes);
+  return rest != TLineRest::Flowing && CheckSumFits(bytes) && !IsFrameAndZeros(bytes);
 }
 
 }  // namespace
@@ -135,7 +134,7 @@ TReplyScanner::TLook TReplyScanner::LookForOther(TSpan bytes, TLineRest rest) co
   TReplyLength lengths[] = {fLengths.Judge({}, bytes), RequestLengths().Judge({}, bytes), {}};
   lengths[2] = lengths[0];
   const bool byRequest = fLengths.Rule(bytes[1]).Kind == TReplyLengthRule::TKind::Request;
-  if (byRequest && lengths[2].Kind != TLength::Junk) {
+  if (byRequest) {
     ++lengths[2].Length;
     if (lengths[2].Length > bytes.size()) lengths[2].Kind = TLength::More;
   }

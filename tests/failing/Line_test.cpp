@@ -4,6 +4,7 @@
 #include <chrono>
 #include <string>
 
+#include "platform/modbus/uLateReplies.h"
 #include "tests/src/uTestRegs.h"
 #include "uMBLogCustomFunctions.h"
 #include "uVirtualLine.h"
@@ -123,6 +124,20 @@ class TMaking {
  private:
   bool fMade = false;
 };
+
+// No late reply may pass for another answer because there was no memory to remember it.
+TEST(FailingMemory, OwingMoreRepliesThanCanBeRememberedHoldsEveryRequestBack) {
+  constexpr TLateReplies::TTime kUntil{1000s};
+  const Bytes owed = Hex("01 03 00 00 00 01"), other = Hex("02 06 00 00 00 01");
+  TLateReplies late;
+  FailAllocation(1);
+  std::uint64_t number = 1;
+  for (; late.FreeAt(other, 0) < kUntil && number < 100; ++number) late.Owe(number, owed, kUntil);
+  EXPECT_TRUE(StopFailing());
+  EXPECT_EQ(late.FreeAt(other, 0), kUntil);
+  late.Expire(kUntil);
+  EXPECT_LE(late.FreeAt(owed, 0), kUntil) << "and no longer";
+}
 
 TEST(FailingMemory, OpeningAPort) { WalkAllocations<TOpening>(20); }
 TEST(FailingMemory, LosingAPort) { WalkAllocations<TLosing>(20); }

@@ -49,6 +49,12 @@ TEST_F(TBuffer, SeekMovesByBytesAndWords) {
   EXPECT_EQ(Buffer.GetPosition(), 0);
 }
 
+TEST_F(TBuffer, SeekByAModeThatThereIsNotStays) {
+  Buffer.SetPosition(3);
+  Buffer.Seek(static_cast<TSeekMode>(99));
+  EXPECT_EQ(Buffer.GetPosition(), 3);
+}
+
 TEST_F(TBuffer, MovingPastAnEndRaisesAndStays) {
   for (const TSeekMode mode : {smPriorByte, smPriorWord}) {
     EXPECT_THROW(Buffer.Seek(mode), EModLinkError);

@@ -91,6 +91,23 @@ TEST(TReplyLengths, ACountFarBehindIsWaitedForAndAReplyThatEndsBeforeItIsNone) {
   EXPECT_EQ(lengths.Judge({}, Hex("01 42 00 00 00 00 06")).Kind, TKind::Junk);
 }
 
+TEST(TReplyLengths, AnUnknownKindOfRuleMeansUntilSilence) {
+  TReplyLengths lengths;
+  lengths.Set(0x42, {static_cast<TReplyLengthRule::TKind>(99), 8});
+  EXPECT_EQ(lengths.Judge(Hex("01 42"), Hex("01 42 05")).Kind, TKind::Silence);
+}
+
+TEST(TReplyLengths, RulesDifferInEachOfTheirParts) {
+  using TRule = TReplyLengthRule;
+  const TRule rule = TRule::Request(8, 3, 1, 2);
+  EXPECT_EQ(rule, TRule::Request(8, 3, 1, 2));
+  for (const TRule& other :
+       {TRule{TRule::TKind::Counted, 8, 3, 1, 2}, TRule::Request(9, 3, 1, 2),
+        TRule::Request(8, 2, 1, 2), TRule::Request(8, 3, 0, 2), TRule::Request(8, 3, 1, 3)}) {
+    EXPECT_FALSE(rule == other);
+  }
+}
+
 TEST(TReplyLengths, AnApplicationSetsARuleOfEveryKind) {
   TReplyLengths lengths;
   lengths.Set(0x42, TReplyLengthRule::Fixed(6));

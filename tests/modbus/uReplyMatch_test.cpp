@@ -33,6 +33,11 @@ const TFit kFits[] = {
     {"01 06 00 01 00 02", "01 06 00 02 00 02", false},
     {"01 06 00 01 00 02", "01 06 00 01", false},
     {"01 06 00 01 00 02", "01 06", false},
+    {"01 03 00 00 00 01", "01 03", false},  // the byte count is missing
+    {"01 03 00 00 00 01", "01", false},
+    {"01 03 00 00 00 01", "", false},
+    {"01", "01 83 02", false},
+    {"", "", false},
     {"01 6C 00 01 00 02", "01 6C 00 01 00 02", true},
     {"01 6C 00 01 00 02", "01 6C 00 01 00 03", false},
     {"01 0F 00 01 00 02 01 03", "01 0F 00 01 00 02", true},
@@ -117,8 +122,9 @@ TEST(TReplyMatch, LeastReplyLength) {
 
 TEST(TReplyMatch, RepliesThatMayEqualTheirRequest) {
   const TReplyLengths lengths;
-  for (const char* request : {"01 05 00 00 FF 00", "01 06 00 00 00 00", "01 6C 00 00 00 00",
-                              "01 16 00 00 00 00 00 00", "01 41 00", "01 67 02 FD FF 00"}) {
+  for (const char* request :
+       {"01 05 00 00 FF 00", "01 06 00 00 00 00", "01 6C 00 00 00 00", "01 16 00 00 00 00 00 00",
+        "01 41 00", "01 67 02 FD FF 00", "01", ""}) {
     EXPECT_TRUE(ReplyMayEqualRequest(lengths, Hex(request))) << request;
   }
   for (const char* request :

@@ -134,6 +134,22 @@ TEST_F(TScanner, TheEchoIsFoundOnce) {
   EXPECT_EQ(Next(), TKind::Reply);
 }
 
+TEST_F(TScanner, NeedsNobodyWhoTakesWhatIsThrownAway) {
+  Scanner.OnThrown = nullptr;
+  Feed(Hex("FF FF") + Frame("01 03 02 00 07"));
+  EXPECT_EQ(Next(), TKind::Reply);
+  EXPECT_TRUE(Thrown.empty());
+}
+
+TEST_F(TScanner, ARuleThatNoReplyCanFulfilMakesNoneOfAFrame) {
+  Lengths.Set(0x42, TReplyLengthRule::Request(kMaxReplyLength + 1, 2, 0, 9));
+  Scanner.Expect(Frame("01 42 00 00"), false);
+  for (const char* frame : {"01 42 00 05", "02 42 00 05"}) {
+    Feed(Frame(frame));
+    EXPECT_EQ(Next(TLineRest::Cut), TKind::Other) << frame;
+  }
+}
+
 TEST_F(TScanner, ExpectingAnewThrowsAwayWhatIsHeld) {
   Feed(Hex("01 03 02"));
   Next();

@@ -121,6 +121,15 @@ TEST(InRange, HoldsBothBounds) {
   EXPECT_FALSE(TMBLib::InRange(std::nan(""), 0, 1));
 }
 
+TEST(TRegValue, DiffersInEachOfItsForms) {
+  const TRegValue value{"1.5", 15, 1.5};
+  EXPECT_EQ(value, (TRegValue{"1.5", 15, 1.5}));
+  for (const TRegValue& other :
+       {TRegValue{"1.50", 15, 1.5}, TRegValue{"1.5", 16, 1.5}, TRegValue{"1.5", 15, 1.6}}) {
+    EXPECT_FALSE(value == other);
+  }
+}
+
 TEST(ClearValue, LeavesTheSentinels) {
   TRegValue value{"x", 5, 1.5};
   TMBLib::ClearValue(value);
