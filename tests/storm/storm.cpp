@@ -171,6 +171,12 @@ class TStorm {
   void RunTo(std::uint64_t transactions) {
     TLoop::Current().RunUntil([&] { return fTally.Ended >= transactions; }, Limit());
   }
+  // A port that is away has no handle.
+  TFootprint FootprintWithAllPorts() {
+    const auto isThere = [](const auto& line) { return line->Line.Active(); };
+    TLoop::Current().RunUntil([&] { return std::ranges::all_of(fLines, isThere); }, Limit());
+    return Footprint();
+  }
 };
 
 TStormReport TStorm::Run() {
@@ -181,12 +187,12 @@ TStormReport TStorm::Run() {
   for (const auto& line : fLines) line->Start();
   TStormReport report;
   RunTo(fSettings.Transactions / 10);
-  report.Warm = Footprint();
+  report.Warm = FootprintWithAllPorts();
   RunTo(fSettings.Transactions);
   fTally.Stopping = true;
   loop.RunUntil([&] { return std::ranges::all_of(fLines, &TStormLine::IsIdle); }, Limit());
   loop.RunUntil([] { return false; }, 1s);  // the stations look at their counters
-  report.End = Footprint();
+  report.End = FootprintWithAllPorts();
   for (const auto& line : fLines) line->AddTo(report);
   report.Transactions = fTally.Ended;
   report.Compared = fTally.Compared;
