@@ -148,7 +148,7 @@ TEST(Recording, ItsBeginAndOrderAreChecked) {
   };
   for (const auto& [text, message] : cases) {
     SCOPED_TRACE(text);
-    EXPECT_THAT([&] { ParseRecording(text); }, ThrowsMessage<ERecordingError>(message));
+    EXPECT_THAT([&text = text] { ParseRecording(text); }, ThrowsMessage<ERecordingError>(message));
   }
 }
 
