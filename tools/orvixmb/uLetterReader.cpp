@@ -32,15 +32,6 @@ bool IsComplete(const TMBLetter& letter) {
   return letter.ChekAllRegsResive() && letter.Client()->CountPendingTransactions() == 0;
 }
 
-std::string DecodingError(TMBReg& reg) {
-  try {
-    reg.DataToValue();
-    return {};
-  } catch (const Exception& error) {
-    return error.what();
-  }
-}
-
 }  // namespace
 
 void WaitForLetter(const TMBLetter& letter) {

@@ -42,6 +42,15 @@ bool OfSeveralLetters(std::span<const TRegisterRow> rows) {
 
 }  // namespace
 
+std::string DecodingError(TMBReg& reg) {
+  try {
+    reg.DataToValue();
+    return {};
+  } catch (const Exception& error) {
+    return error.what();
+  }
+}
+
 TRegisterRow RowOf(const std::string& letter, const TMBReg& reg, const std::string& error) {
   TRegisterRow row;
   row.Letter = letter;

@@ -28,7 +28,10 @@ struct TRegisterRow {
   std::string Error;    ///< empty = none
 };
 
-/// Of a register whose value stands (TMBReg::DataToValue), or that has an error.
+/// Decodes the data of reg (TMBReg::DataToValue); why that can't be done, or empty.
+std::string DecodingError(TMBReg& reg);
+
+/// Of a register whose value stands, or that has an error.
 TRegisterRow RowOf(const std::string& letter, const TMBReg& reg, const std::string& error = {});
 
 /// An array with an object of `letter`, `name`, `adress`, `function` (the read code), `raw`

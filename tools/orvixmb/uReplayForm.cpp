@@ -24,20 +24,10 @@ TAskedRead ReadOf(TByteView request) {
   return {start, static_cast<std::uint16_t>(count * each)};
 }
 
-std::string DecodingError(TMBReg& reg) {
-  try {
-    reg.DataToValue();
-    return {};
-  } catch (const Exception& error) {
-    return error.what();
-  }
-}
-
 bool Reads(const TReplayEvent& event) {
-  constexpr std::uint8_t kReads[] = {0x01, 0x02, 0x03, 0x04, 0x21, 0x43, 0x44};
   return event.Kind == TReplayEvent::TKind::Reply && event.Reply == TServerReply::srNormalReply &&
          event.Request.size() == 6 &&
-         std::ranges::find(kReads, event.Request[1]) != std::end(kReads);
+         std::ranges::find(kMBReadFuncs, event.Request[1]) != std::end(kMBReadFuncs);
 }
 
 }  // namespace
