@@ -1,6 +1,7 @@
 #include "platform/rtl/uDecimal.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -51,7 +52,17 @@ TDecimal ShortestDecimal(double value) {
   return FromPlainText({text.begin(), end});
 }
 
+// Those that a double holds exactly.
+constexpr std::array kPowersOfTen{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                  1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
 }  // namespace
+
+double PowerOfTen(int exponent) {
+  const auto place = static_cast<std::size_t>(exponent);
+  return place < kPowersOfTen.size() ? kPowersOfTen[place] : std::pow(10.0, exponent);
+}
 
 TDecimal ExactDecimal(double value) {
   if (value == 0) return {};

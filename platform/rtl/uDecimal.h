@@ -19,6 +19,9 @@ struct TDecimal {
   void Round(int keep);
 };
 
+/// 10 to the power of exponent (0 or more); exact up to 22.
+double PowerOfTen(int exponent);
+
 /// Every digit of a finite number's exact value.
 TDecimal ExactDecimal(double value);
 

@@ -27,18 +27,21 @@ char LowerLetter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - '
 
 class TFormatter {
  public:
-  TFormatter(std::string_view format, std::initializer_list<TFormatArg> args)
-      : fFormat(format), fArgs(args) {}
+  TFormatter(std::string& text, std::string_view format, std::initializer_list<TFormatArg> args)
+      : fText(text), fFormat(format), fArgs(args) {}
 
-  std::string Run() {
-    std::string text;
+  void Run() {
     while (fAt < fFormat.size()) {
       const std::size_t percent = std::min(fFormat.find('%', fAt), fFormat.size());
-      text += fFormat.substr(fAt, percent - fAt);
+      fText += fFormat.substr(fAt, percent - fAt);
       fAt = percent;
-      if (Take('%')) text += Take('%') ? "%" : Filled(ReadPlaceholder());
+      if (!Take('%')) return;
+      if (Take('%')) {
+        fText += '%';
+      } else {
+        AppendFilled(ReadPlaceholder());
+      }
     }
-    return text;
   }
 
  private:
@@ -84,26 +87,28 @@ class TFormatter {
     return placeholder;
   }
 
-  std::string Filled(const TPlaceholder& placeholder) const {
+  void AppendFilled(const TPlaceholder& placeholder) {
     if (placeholder.index >= fArgs.size()) {
       throw EConvertError("No argument for format '" + std::string(fFormat) + "'");
     }
-    const TFormatArg& arg = fArgs.begin()[placeholder.index];
-    std::string text = Body(placeholder, arg);
-    const std::size_t length = Utf8Length(text);
+    const std::size_t start = fText.size();
+    AppendBody(placeholder, fArgs.begin()[placeholder.index]);
+    if (placeholder.width == 0) return;
+    const std::size_t length = Utf8Length(std::string_view(fText).substr(start));
     const std::size_t blanks = placeholder.width > length ? placeholder.width - length : 0;
-    return text.insert(placeholder.left ? text.size() : 0, blanks, ' ');
+    fText.insert(placeholder.left ? fText.size() : start, blanks, ' ');
   }
 
-  std::string Body(const TPlaceholder& placeholder, const TFormatArg& arg) const {
-    if (const auto* integer = arg.Integer()) return IntegerBody(placeholder, *integer);
-    if (const auto* real = arg.Real()) return RealBody(placeholder, *real);
+  void AppendBody(const TPlaceholder& placeholder, const TFormatArg& arg) {
+    if (const auto* integer = arg.Integer()) return AppendInteger(placeholder, *integer);
+    if (const auto* real = arg.Real()) return AppendReal(placeholder, *real);
     if (placeholder.letter != 's') Refuse();
-    if (placeholder.precision < 0) return std::string(*arg.Text());
-    return std::string(Utf8Left(*arg.Text(), static_cast<std::size_t>(placeholder.precision)));
+    const bool whole = placeholder.precision < 0;
+    fText += whole ? *arg.Text()
+                   : Utf8Left(*arg.Text(), static_cast<std::size_t>(placeholder.precision));
   }
 
-  std::string IntegerBody(const TPlaceholder& placeholder, const TFormatInteger& value) const {
+  void AppendInteger(const TPlaceholder& placeholder, const TFormatInteger& value) {
     const char letter = placeholder.letter;
     if (letter != 'd' && letter != 'u' && letter != 'x') Refuse();
     std::string digits = letter == 'x'   ? IntToHex(value.bits, 1)
@@ -111,23 +116,24 @@ class TFormatter {
                                          : std::to_string(value.magnitude);
     const auto wanted = static_cast<std::size_t>(std::max(0, placeholder.precision));
     if (digits.size() < wanted) digits.insert(0, wanted - digits.size(), '0');
-    return letter == 'd' && value.negative ? "-" + digits : digits;
+    if (letter == 'd' && value.negative) fText += '-';
+    fText += digits;
   }
 
-  std::string RealBody(const TPlaceholder& placeholder, double value) const {
+  void AppendReal(const TPlaceholder& placeholder, double value) {
     const auto precision = [&](int usual) {
       return placeholder.precision < 0 ? usual : placeholder.precision;
     };
     switch (placeholder.letter) {
       case 'f':
-        return FloatToFixed(value, precision(kFixedDecimals));
+        return AppendFixed(fText, value, precision(kFixedDecimals));
       case 'n':  // groups and decimals must not look alike
-        return FloatToFixed(value, precision(kFixedDecimals),
-                            DecimalSeparator() == ',' ? '.' : ',');
+        return AppendFixed(fText, value, precision(kFixedDecimals),
+                           DecimalSeparator() == ',' ? '.' : ',');
       case 'e':
-        return FloatToExponent(value, precision(kSignificantDigits));
+        return AppendExponent(fText, value, precision(kSignificantDigits));
       case 'g':
-        return FloatToGeneral(value, precision(kSignificantDigits));
+        return AppendGeneral(fText, value, precision(kSignificantDigits));
       default:
         Refuse();
     }
@@ -138,6 +144,7 @@ class TFormatter {
                         "' invalid or incompatible with argument");
   }
 
+  std::string& fText;
   const std::string_view fFormat;
   const std::initializer_list<TFormatArg> fArgs;
   std::size_t fAt = 0;
@@ -147,7 +154,14 @@ class TFormatter {
 }  // namespace
 
 std::string Format(std::string_view format, std::initializer_list<TFormatArg> args) {
-  return TFormatter(format, args).Run();
+  std::string text;
+  AppendFormat(text, format, args);
+  return text;
+}
+
+void AppendFormat(std::string& text, std::string_view format,
+                  std::initializer_list<TFormatArg> args) {
+  TFormatter(text, format, args).Run();
 }
 
 }  // namespace OrvixModBus

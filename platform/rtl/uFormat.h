@@ -59,5 +59,9 @@ class TFormatArg {
 /// Throws EConvertError for a placeholder that is broken, has no argument, or does not fit it.
 /// Never reaches the C library's formatter, whatever an application's form holds.
 std::string Format(std::string_view format, std::initializer_list<TFormatArg> args);
+/// The same text, appended: one that is used again keeps its room. After a throw a part of it may
+/// stand in text.
+void AppendFormat(std::string& text, std::string_view format,
+                  std::initializer_list<TFormatArg> args);
 
 }  // namespace OrvixModBus

@@ -18,6 +18,10 @@ namespace {
 
 constexpr int kFloatDigits = 15;
 constexpr double kFirstScientific = 1e15;
+constexpr double kFirstPlain = 1e-4;
+// A text of 15 digits is half a unit of the 15th place from its number at most, that is 5e-16 of
+// it; the error of one product, 1.2e-16, is taken off.
+constexpr double kSameText = 3.8e-16;
 constexpr int kSmallestPlainExponent = -3;  // 0.0001 is 0.1 times 10 to the power of -3
 
 std::atomic<char> decimalSeparator{'.'};
@@ -96,13 +100,12 @@ std::optional<double> ParseReal(std::string_view text) {
   return negative ? -value : value;
 }
 
-std::string NotFinite(double value) {
-  if (std::isnan(value)) return "NAN";
-  return value < 0 ? "-INF" : "INF";
+void AppendNotFinite(std::string& text, double value) {
+  text += std::isnan(value) ? "NAN" : value < 0 ? "-INF" : "INF";
 }
 
-std::string SignOf(double value, const TDecimal& decimal) {
-  return value < 0 && decimal.count > 0 ? "-" : "";
+void AppendSign(std::string& text, double value, const TDecimal& decimal) {
+  if (value < 0 && decimal.count > 0) text += '-';
 }
 
 std::size_t ToSize(int count) { return static_cast<std::size_t>(std::max(0, count)); }
@@ -143,6 +146,66 @@ void AppendMantissa(std::string& text, const TDecimal& decimal, int digits) {
     AppendDigits(text, decimal, 1, digits - 1);
   }
   text += 'E';
+}
+
+// number / 10^decimals, for numbers and powers of up to 10^15.
+void AppendPlain(std::string& text, bool negative, std::uint64_t number, int decimals) {
+  std::array<char, 40> plain{};
+  char* end = plain.begin();
+  if (negative && number > 0) *end++ = '-';
+  const auto power = static_cast<std::uint64_t>(PowerOfTen(decimals));
+  end = std::to_chars(end, plain.end(), number / power).ptr;
+  if (decimals > 0) {
+    char* const separator = end;  // a 1 in its place keeps the zeros behind it
+    end = std::to_chars(end, plain.end(), number % power + power).ptr;
+    *separator = DecimalSeparator();
+  }
+  text.append(plain.begin(), end);
+}
+
+// To the nearest whole number, for 0 to 10^15.
+std::uint64_t Rounded(double value) {
+  const auto whole = static_cast<std::uint64_t>(value);
+  return value - static_cast<double>(whole) < 0.5 ? whole : whole + 1;
+}
+
+// The text of FloatToStr for what most registers hold: numbers that are, to 15 digits, whole or of
+// up to 3 or 9 decimals. False, and nothing appended, for all others, which need the digits of a
+// double and take three times as long.
+bool AppendFewDecimals(std::string& text, double value) {
+  const double magnitude = std::fabs(value);
+  if (magnitude > 0 && magnitude < kFirstPlain) return false;
+  for (int decimals : {0, 3, 9}) {
+    const double scaled = magnitude * PowerOfTen(decimals);
+    if (!(scaled < kFirstScientific)) return false;
+    std::uint64_t number = Rounded(scaled);
+    const auto rounded = static_cast<double>(number);
+    if (std::fabs(scaled - rounded) > kSameText * rounded || rounded == kFirstScientific) continue;
+    for (; decimals > 0 && number % 10 == 0; --decimals) number /= 10;
+    AppendPlain(text, value < 0, number, decimals);
+    return true;
+  }
+  return false;
+}
+
+// The text of FloatToFixed where the error of one product can't turn the rounding. False, and
+// nothing appended, for all others.
+bool AppendSurelyRounded(std::string& text, double value, int decimals) {
+  if (decimals < 0 || decimals > kFloatDigits) return false;
+  const double scaled = std::fabs(value) * PowerOfTen(decimals);
+  if (!(scaled < kFirstScientific)) return false;
+  const std::uint64_t number = Rounded(scaled);
+  const double toTie = 0.5 - std::fabs(scaled - static_cast<double>(number));
+  if (toTie <= scaled * std::numeric_limits<double>::epsilon()) return false;
+  AppendPlain(text, value < 0, number, decimals);
+  return true;
+}
+
+template <auto kAppend, class... TArgs>
+std::string Appended(TArgs... args) {
+  std::string text;
+  kAppend(text, args...);
+  return text;
 }
 
 }  // namespace
@@ -188,49 +251,62 @@ bool TryStrToFloat(std::string_view text, double& value) {
   return parsed.has_value();
 }
 
-std::string FloatToStr(double value) {
-  // Most registers hold whole numbers.
-  if (std::fabs(value) < kFirstScientific && value == std::trunc(value)) {
-    return IntToStr(static_cast<std::int64_t>(value));
-  }
-  return FloatToGeneral(value, kFloatDigits);
-}
+std::string FloatToStr(double value) { return Appended<AppendFloat>(value); }
 
 std::string FloatToGeneral(double value, int digits) {
-  if (!std::isfinite(value)) return NotFinite(value);
-  digits = std::max(1, digits);
-  const TDecimal decimal = RoundedDecimal(value, digits);
-  std::string text = SignOf(value, decimal);
-  if (decimal.exponent > digits || decimal.exponent < kSmallestPlainExponent) {
-    AppendMantissa(text, decimal, decimal.count);
-    return text += IntToStr(decimal.exponent - 1);
-  }
-  AppendInteger(text, decimal, '\0');
-  AppendFraction(text, decimal, decimal.count - decimal.exponent);
-  return text;
+  return Appended<AppendGeneral>(value, digits);
 }
 
 std::string FloatToFixed(double value, int decimals, char group) {
-  if (!std::isfinite(value)) return NotFinite(value);
-  TDecimal decimal = ExactDecimal(value);
-  decimal.Round(decimal.exponent + std::max(0, decimals));
-  std::string text = SignOf(value, decimal);
-  AppendInteger(text, decimal, group);
-  AppendFraction(text, decimal, decimals);
-  return text;
+  return Appended<AppendFixed>(value, decimals, group);
 }
 
 std::string FloatToExponent(double value, int digits) {
-  if (!std::isfinite(value)) return NotFinite(value);
+  return Appended<AppendExponent>(value, digits);
+}
+
+void AppendInt(std::string& text, std::int64_t value) {
+  std::array<char, 20> digits{};
+  text.append(digits.begin(), std::to_chars(digits.begin(), digits.end(), value).ptr);
+}
+
+void AppendFloat(std::string& text, double value) { AppendGeneral(text, value, kFloatDigits); }
+
+void AppendGeneral(std::string& text, double value, int digits) {
+  if (digits == kFloatDigits && AppendFewDecimals(text, value)) return;
+  if (!std::isfinite(value)) return AppendNotFinite(text, value);
+  digits = std::max(1, digits);
+  const TDecimal decimal = RoundedDecimal(value, digits);
+  AppendSign(text, value, decimal);
+  if (decimal.exponent > digits || decimal.exponent < kSmallestPlainExponent) {
+    AppendMantissa(text, decimal, decimal.count);
+    return AppendInt(text, decimal.exponent - 1);
+  }
+  AppendInteger(text, decimal, '\0');
+  AppendFraction(text, decimal, decimal.count - decimal.exponent);
+}
+
+void AppendFixed(std::string& text, double value, int decimals, char group) {
+  if (group == '\0' && AppendSurelyRounded(text, value, decimals)) return;
+  if (!std::isfinite(value)) return AppendNotFinite(text, value);
+  TDecimal decimal = ExactDecimal(value);
+  decimal.Round(decimal.exponent + std::max(0, decimals));
+  AppendSign(text, value, decimal);
+  AppendInteger(text, decimal, group);
+  AppendFraction(text, decimal, decimals);
+}
+
+void AppendExponent(std::string& text, double value, int digits) {
+  if (!std::isfinite(value)) return AppendNotFinite(text, value);
   digits = std::max(1, digits);
   const TDecimal decimal = RoundedDecimal(value, digits);
   const int exponent = decimal.count == 0 ? 0 : decimal.exponent - 1;
-  std::string text = SignOf(value, decimal);
+  AppendSign(text, value, decimal);
   AppendMantissa(text, decimal, digits);
   const std::string power = IntToStr(std::abs(exponent));
-  return text.append(exponent < 0 ? "-" : "+")
-             .append(ToSize(3 - static_cast<int>(power.size())), '0') +
-         power;
+  text.append(exponent < 0 ? "-" : "+")
+      .append(ToSize(3 - static_cast<int>(power.size())), '0')
+      .append(power);
 }
 
 char DecimalSeparator() { return decimalSeparator; }

@@ -41,6 +41,14 @@ std::string FloatToFixed(double value, int decimals, char group = '\0');
 /// "1.23E+001".
 std::string FloatToExponent(double value, int digits);
 
+// The same texts, appended: one that is used again keeps its room.
+
+void AppendInt(std::string& text, std::int64_t value);
+void AppendFloat(std::string& text, double value);
+void AppendGeneral(std::string& text, double value, int digits);
+void AppendFixed(std::string& text, double value, int decimals, char group = '\0');
+void AppendExponent(std::string& text, double value, int digits);
+
 /// The decimal separator of every text, "." until the application changes it.
 char DecimalSeparator();
 void SetDecimalSeparator(char separator);

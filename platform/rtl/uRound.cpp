@@ -1,13 +1,16 @@
 #include "platform/rtl/uRound.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
+
+#include "platform/rtl/uDecimal.h"
 
 namespace OrvixModBus {
 
 double SimpleRoundTo(double value, int digit) {
   if (digit > std::numeric_limits<double>::max_exponent10) return std::isfinite(value) ? 0 : value;
-  const double power = std::pow(10.0, std::abs(digit));
+  const double power = PowerOfTen(std::abs(digit));
   // Dividing by 100 gives the double nearest to the decimal number; multiplying by 0.01 does not.
   const double scaled = digit < 0 ? value * power : value / power;
   if (!std::isfinite(scaled)) return value;

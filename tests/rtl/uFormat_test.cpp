@@ -137,5 +137,11 @@ INSTANTIATE_TEST_SUITE_P(
                     TFormatRow{"IndexPastTheArguments", "%1:d", 1, kMissing}),
     TRowName());
 
+TEST(AppendFormat, FillsUpItsOwnFieldsOnly) {
+  std::string text = "ä|";
+  AppendFormat(text, "%5.1f|%-6d|%3s", {2.25, 7, "äö"});
+  EXPECT_EQ(text, "ä|  2.3|7     | äö");
+}
+
 }  // namespace
 }  // namespace OrvixModBus

@@ -47,6 +47,15 @@ INSTANTIATE_TEST_SUITE_P(
         TFloatRow{"TieAfterAnEvenDigitToo", 806128884.6640625, "806128884.664063"},
         TFloatRow{"NegativeTie", -199972356.2265625, "-199972356.226563"},
         TFloatRow{"BelowATie", 191.8828430175781, "191.882843017578"},
+        TFloatRow{"NineDecimals", 123456.123456789, "123456.123456789"},
+        TFloatRow{"TenDecimals", 12345.1234567891, "12345.1234567891"},
+        TFloatRow{"BinaryFraction", 255.99609375, "255.99609375"},
+        TFloatRow{"ThousandthsOfALargeNumber", 123456789012.345, "123456789012.345"},
+        TFloatRow{"NoThousandthsOfALargerOne", 1234567890123.456, "1234567890123.46"},
+        TFloatRow{"TwoUnitsAboveThePlainest", 0.10000000000000003, "0.1"},
+        TFloatRow{"HalfADigitBelowAPowerOfTen", 0.9999999999999996, "1"},
+        TFloatRow{"ADigitBelowAPowerOfTen", 0.999999999999999, "0.999999999999999"},
+        TFloatRow{"RoundedToTheLastPlainWhole", 99999999999999.96, "100000000000000"},
         TFloatRow{"LastPlainPowerOfTen", 1e14, "100000000000000"},
         TFloatRow{"FirstScientific", 1e15, "1E15"},
         TFloatRow{"LargestPlain", 999999999999999, "999999999999999"},
@@ -103,6 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         TDigitsRow{"Padded", 0.5, 3, "0.500"}, TDigitsRow{"TieUp", 0.125, 2, "0.13"},
         TDigitsRow{"TieDown", -0.125, 2, "-0.13"}, TDigitsRow{"NoTieInBinary", 1.005, 2, "1.00"},
+        TDigitsRow{"NoTieThoughTheProductIsAbove", 1.115, 2, "1.11"},
         TDigitsRow{"JustAboveATie", 2.675000000000001, 2, "2.68"},
         TDigitsRow{"WholeTie", 2.5, 0, "3"}, TDigitsRow{"BelowOneRoundsUp", 0.75, 0, "1"},
         TDigitsRow{"RoundsToZero", 0.001, 2, "0.00"}, TDigitsRow{"NoSignOnZero", -0.001, 2, "0.00"},
@@ -130,6 +140,18 @@ INSTANTIATE_TEST_SUITE_P(Rows, FloatToExponentText,
                                          TDigitsRow{"OneDigit", 0.96, 1, "1E+000"},
                                          TDigitsRow{"NotANumber", std::nan(""), 3, "NAN"}),
                          TRowName());
+
+TEST(AppendedNumbers, StandBehindTheTextThatWasThere) {
+  std::string text = "a";
+  AppendInt(text, std::numeric_limits<std::int64_t>::min());
+  AppendFloat(text += ' ', -0.5);
+  AppendGeneral(text += ' ', 1.0 / 3, 3);
+  AppendFixed(text += ' ', 2.5, 1);
+  AppendFixed(text += ' ', 12345, 0, ',');
+  AppendExponent(text += ' ', 12, 3);
+  AppendFloat(text += ' ', -kInfinity);
+  EXPECT_EQ(text, "a-9223372036854775808 -0.5 0.333 2.5 12,345 1.20E+001 -INF");
+}
 
 TEST(FloatToFixed, SetsThousandsApart) {
   EXPECT_EQ(FloatToFixed(1234567.891, 2, ','), "1,234,567.89");
