@@ -204,14 +204,14 @@ std::unique_ptr<TLoopWatch> TSystemLoop::NewWatch(THandle handle,
 
 bool TSystemLoop::RunOnce(TClock::time_point limit) {
   CheckThread();
+  const auto now = Now();
   bool acted =
-      ++fState->TurnsWithoutWait > kTurnsBetweenWaits && RunWatches(TClock::time_point::min());
+      ++fState->TurnsWithoutWait > kTurnsBetweenWaits && RunWatches(std::chrono::nanoseconds(0));
   acted = RunPosted() || acted;
-  acted = RunTimers() || acted;
+  acted = RunTimers(now) || acted;
   if (acted) return true;
   // Nothing is left that is due. What comes before a time-out is read before it.
-  acted = RunWatches(limit);
-  return RunTimers() || acted;
+  return RunWatches(TimeToSleep(limit, now)) || RunTimers(Now());
 }
 
 void TSystemLoop::Close() {
@@ -238,12 +238,11 @@ bool TSystemLoop::RunPosted() {
   return count > 0;
 }
 
-bool TSystemLoop::RunTimers() {
+bool TSystemLoop::RunTimers(TClock::time_point now) {
   auto& timers = fState->Timers;
   auto& due = fState->DueTimers;
   if (timers.empty() && due.empty()) return false;
   // Those that are started from now on wait for the next turn, however soon they are due.
-  const auto now = Now();
   while (!timers.empty() && timers.front()->Due() <= now) timers.front()->BecomeDue();
   const std::size_t count = due.size();
   for (std::size_t i = 0; i < count && !due.empty(); ++i) {
@@ -255,7 +254,7 @@ bool TSystemLoop::RunTimers() {
   return count > 0;
 }
 
-bool TSystemLoop::RunWatches(TClock::time_point limit) {
+bool TSystemLoop::RunWatches(std::chrono::nanoseconds patience) {
   const auto& state = fState;
   state->TurnsWithoutWait = 0;
   auto items = std::exchange(state->Items, {});  // an inner turn uses a list of its own
@@ -264,7 +263,7 @@ bool TSystemLoop::RunWatches(TClock::time_point limit) {
     items.push_back(watch != nullptr ? watch->Item() : TWaitItem{});
   }
   const std::uint64_t waitNumber = ++state->WaitCount;
-  state->Wait.Wait(items, TimeToSleep(limit));
+  state->Wait.Wait(items, patience);
 
   const TWatchWalk walk(*state, items);
   bool acted = false;
@@ -280,10 +279,10 @@ bool TSystemLoop::RunWatches(TClock::time_point limit) {
   return acted;
 }
 
-std::chrono::nanoseconds TSystemLoop::TimeToSleep(TClock::time_point limit) const {
+std::chrono::nanoseconds TSystemLoop::TimeToSleep(TClock::time_point limit,
+                                                  TClock::time_point now) const {
   if (!fState->Timers.empty()) limit = std::min(limit, fState->Timers.front()->Due());
   if (limit == TClock::time_point::max()) return std::chrono::nanoseconds(-1);
-  const auto now = Now();
   return limit > now ? limit - now : std::chrono::nanoseconds(0);
 }
 

@@ -34,9 +34,9 @@ class TSystemLoop : public TLoop {
 
   void DropPosted();
   bool RunPosted();
-  bool RunTimers();
-  bool RunWatches(TClock::time_point limit);
-  std::chrono::nanoseconds TimeToSleep(TClock::time_point limit) const;
+  bool RunTimers(TClock::time_point now);
+  bool RunWatches(std::chrono::nanoseconds patience);
+  std::chrono::nanoseconds TimeToSleep(TClock::time_point limit, TClock::time_point now) const;
 
   std::shared_ptr<TState> fState;
 };
