@@ -25,5 +25,16 @@ TEST(TCrc16, KnownValues) {
   }
 }
 
+TEST(TCrc16, IsThatOfTheBitsAtEveryLength) {
+  Bytes data;
+  unsigned crc = 0xFFFF;
+  for (unsigned i = 0; i < 600; ++i) {
+    EXPECT_EQ(Crc16(data), crc) << data.size() << " bytes";
+    data.push_back(static_cast<std::uint8_t>(i * i * 31 + i * 7));
+    crc ^= data.back();
+    for (int bit = 0; bit < 8; ++bit) crc = (crc & 1) != 0 ? crc >> 1 ^ 0xA001U : crc >> 1;
+  }
+}
+
 }  // namespace
 }  // namespace OrvixModBus
