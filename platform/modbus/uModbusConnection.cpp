@@ -174,6 +174,7 @@ void TModbusConnection::SetSerialPort(std::unique_ptr<TSerialPort> port) {
   line->OnPortFound = [this] { OnPortFound(*this); };
   line->OnServerLost = [this](std::uint8_t server) { OnServerLost(*this, server); };
   line->OnServerFound = [this](std::uint8_t server) { OnServerFound(*this, server); };
+  line->IsTraced = [this] { return OnTrace.Assigned(); };
   line->OnTrace = [this](TTraceDirection direction, std::span<const std::uint8_t> frame,
                          std::chrono::steady_clock::time_point time) {
     OnTrace(*this, direction, frame, time);

@@ -27,6 +27,7 @@ TReplyReceiver::TReplyReceiver(const TLineSettings& settings, const TReplyLength
 void TReplyReceiver::Reset() {
   fScanner.ExpectNothing();
   fEchoes = fEchoKnown = false;
+  fPace = TPace::Unknown;
 }
 
 void TReplyReceiver::Expect(TSpan frame, std::uint64_t transaction) {
@@ -43,14 +44,15 @@ void TReplyReceiver::Expect(TSpan frame, std::uint64_t transaction) {
   fMayBeEcho = mode == TEchoSuppression::esAuto && !fEchoKnown && EchoReadsAsValues(body);
   fHeldBack = false;
   fBest = TServerReply::srNone;
-  fUnmatched = fWasWaiting = fArrived = false;
+  fUnmatched = fWasWaiting = false;
+  fArrived = 0;
 }
 
 void TReplyReceiver::Sent(TTime end, TTime now) {
   fSent = end;
   fDeadline = end + std::chrono::milliseconds(fSettings.ReceiveTimeout);
-  fEarliest = end + fTiming.Characters(LeastReplyLength(fLengths, fRequest));
-  fWantsBytes = !fTiming.HasCharacters();
+  fEarliest = fWhole = end + fTiming.Characters(LeastReplyLength(fLengths, fRequest));
+  fWantsBytes = !fTiming.HasCharacters() || fPace != TPace::Characters;
   fDue = fWantsBytes ? fDeadline : std::min(fEarliest, now + kLongestBlindSleep);
 }
 
@@ -69,7 +71,7 @@ void TReplyReceiver::Received(std::size_t count, TTime now) {
   if (!fScanner.HasBytes()) fHeldSince = now - fTiming.Characters(count);
   fScanner.Received(count);
   fLast = now;
-  fArrived = true;
+  fArrived += count;
 }
 
 TSpan TReplyReceiver::Reply() const { return fReplyFrame.empty() ? TSpan() : Body(fReplyFrame); }
@@ -160,6 +162,14 @@ void TReplyReceiver::LearnEcho(bool echoes) {
   fEchoKnown = true;
 }
 
+// By the first reply after the port was opened, whose bytes are not slept through. Half of its
+// time makes sure: no rate is so wrong.
+void TReplyReceiver::LearnPace(std::size_t replySize) {
+  if (fPace != TPace::Unknown) return;
+  const bool tooEarly = fLast < fSent + fTiming.Characters(replySize) / 2;
+  fPace = tooEarly ? TPace::Faster : TPace::Characters;
+}
+
 void TReplyReceiver::Accept(TSpan frame) {
   // Without the echo before it the line does not echo, or does no more.
   if (fEchoAwaited) LearnEcho(false);
@@ -167,6 +177,7 @@ void TReplyReceiver::Accept(TSpan frame) {
   fReplyFrame.assign(frame.begin(), frame.end());
   fAccepted = fReplyFrame;
   fAcceptedAt = fLast;
+  LearnPace(frame.size());
   const bool exception = (frame[1] & kExceptionFlag) != 0;
   fResult = exception ? TServerReply::srExceptionReply : TServerReply::srNormalReply;
   if (fLate.Settle(fTransaction)) OweReply();
@@ -205,10 +216,10 @@ TTime TReplyReceiver::EndOfWait(TTime now) {
 }
 
 void TReplyReceiver::Plan(TTime end, TTime now) {
-  const TTime whole = NextWhole(now);
-  fArrived = false;
-  fWantsBytes = whole <= now;
-  fDue = fWantsBytes ? end : std::min({end, whole, now + kLongestBlindSleep});
+  fWhole = NextWhole(now);
+  fArrived = 0;
+  fWantsBytes = fWhole <= now;
+  fDue = fWantsBytes ? end : std::min({end, fWhole, now + kLongestBlindSleep});
   const bool silenceTells = fScanner.IsWaiting() ? fScanner.EndsWithSilence() : fScanner.HasBytes();
   if (silenceTells && RestAt(now) == TLineRest::Flowing) {
     fDue = std::min(fDue, fLast + fTiming.Quiet());
@@ -218,9 +229,12 @@ void TReplyReceiver::Plan(TTime end, TTime now) {
 // The earliest time at which what is under way can be whole; now or earlier when that is not
 // known, or when the line was expected to deliver and did not.
 TTime TReplyReceiver::NextWhole(TTime now) const {
-  if (!fTiming.HasCharacters()) return now;
+  if (!fTiming.HasCharacters() || fPace != TPace::Characters) return now;
   if (!fScanner.IsWaiting()) return fScanner.HasBytes() ? now : fEarliest;
-  return fArrived ? now + fTiming.Characters(fScanner.Missing()) : now;
+  const std::size_t missing = fScanner.Missing();
+  if (now < fWhole) return std::min(fWhole, now + fTiming.Characters(missing));
+  // What came at once tells how much more may be held back, and come at once, too.
+  return fArrived > 0 && fArrived < missing ? now + fTiming.Characters(missing - fArrived) : now;
 }
 
 void TReplyReceiver::LookIdle(TTime now) { Sort(RestAt(now), now); }

@@ -58,6 +58,10 @@ class TReplyReceiver {
   std::function<void()> OnLateReply;
 
  private:
+  // Whether bytes take the time that they take at the line's rate. They don't where the port is
+  // none, but a USB device that has the server inside, or a pseudo-terminal.
+  enum class TPace { Unknown, Characters, Faster };
+
   TLineRest RestAt(TTime now) const;
   bool Sort(TLineRest rest, TTime now);
   bool Consider(const TScannedFrame& frame);
@@ -66,6 +70,7 @@ class TReplyReceiver {
   void Accept(std::span<const std::uint8_t> frame);
   bool HoldBack(std::span<const std::uint8_t> reply);
   void LearnEcho(bool echoes);
+  void LearnPace(std::size_t replySize);
   void Fail();
   void OweReply();
   bool HasBadReply() const { return fUnmatched || fScanner.IsBroken(); }
@@ -85,15 +90,17 @@ class TReplyReceiver {
   TTime fAcceptedAt{};
   std::uint64_t fTransaction = 0;
   TTime fSent{}, fDeadline{}, fDue{}, fEarliest{}, fLast{};
+  TTime fWhole{};      // the earliest time at which what is awaited can be whole, as last planned
   TTime fHeldSince{};  // when what is held began to arrive, at the earliest
   TTime fWaitingUntil{};
   std::uint64_t fWaitingPlace = 0;
   TServerReply fResult = TServerReply::srNone;
   TServerReply fBest = TServerReply::srNone;  // of the frames that won't do
   bool fWasWaiting = false;
-  bool fUnmatched = false;  // a whole reply to something else came
-  bool fArrived = false;    // something came since the last look
+  bool fUnmatched = false;   // a whole reply to something else came
+  std::size_t fArrived = 0;  // bytes that came since the last look
   bool fWantsBytes = true;
+  TPace fPace = TPace::Unknown;
   bool fEchoAwaited = false;
   bool fEchoes = false;  // learnt: the line hands back what is sent
   bool fEchoKnown = false;

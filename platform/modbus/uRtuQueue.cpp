@@ -62,9 +62,8 @@ void TRtuQueue::Turn(bool ready) {
   Run([&] { Advance(ready); });
   // What handlers do or throw finds everything whole, and the timer set for what is left.
   do {
-    while (HasNews()) {
-      Arm();
-      if (!RaiseNews()) return;
+    if (HasNews()) {
+      if (!RaiseAllNews()) return;
       fNow = Loop().Now();
     }
     Run([&] { Pump(); });
@@ -130,8 +129,8 @@ void TRtuQueue::Pump() {
 }
 
 void TRtuQueue::Arm() {
-  TLoop& loop = Loop();
-  const TTime due = HasNews() ? loop.Now() : Due();
+  Loop();  // whose timer it is
+  const TTime due = HasNews() ? fNow : Due();
   if (due == TTime::max()) {
     fTimer->Stop();
   } else {
@@ -161,8 +160,12 @@ TRtuQueue::TTime TRtuQueue::Due() {
   return fDue;
 }
 
-TReadiness TRtuQueue::Wanted() const {
+// Nothing is wanted where the port is read at Due anyway: many lines in one thread would wake it
+// for every burst, and each handle that is waited for costs at every wait.
+TReadiness TRtuQueue::Wanted() {
   switch (fState) {
+    case TState::Free:
+      return IsKeepingSilence() ? TReadiness::rdNone : TReadiness::rdRead;
     case TState::Sending:
       return fWritten < fFrame.size() ? TReadiness::rdWrite : TReadiness::rdRead;
     case TState::Awaiting:
@@ -193,6 +196,15 @@ class TRtuQueue::TInside {
 bool TRtuQueue::HasNews() const {
   return fError || fTellFailure || fTellLost || fTellFound || fServerNews || HasEnded() ||
          !fTraces.Entries.empty();
+}
+
+// False when the queue did not survive it.
+bool TRtuQueue::RaiseAllNews() {
+  while (HasNews()) {
+    Arm();
+    if (!RaiseNews()) return false;
+  }
+  return true;
 }
 
 // Raises one thing; false when the queue did not survive it.
@@ -245,6 +257,7 @@ void TRtuQueue::RaiseServerNews() {
 
 // The line goes on even where there is no memory to tell of it.
 void TRtuQueue::Trace(TTraceDirection direction, std::span<const std::uint8_t> frame) noexcept {
+  if (!IsTraced()) return;
   const std::size_t before = fTraces.Frames.size();
   try {
     fTraces.Frames.insert(fTraces.Frames.end(), frame.begin(), frame.end());
@@ -388,6 +401,11 @@ bool TRtuQueue::MaySend() {
   return fNow >= FreeAt();
 }
 
+// A request only waits for the silent interval to end; before it leaves, the port is read.
+bool TRtuQueue::IsKeepingSilence() {
+  return !Pending().empty() && !SkipsFirst() && FreeAt() <= fSilentUntil;
+}
+
 // Nothing can have come unseen. A doubled or late reply that waits in the port while the program
 // was busy or suspended would pass for the reply to the next request.
 bool TRtuQueue::IsFresh() const { return fNow - fEmptyAt < kFresh; }
@@ -494,9 +512,14 @@ bool TRtuQueue::Receive() {
   fStatistics.Counters.BytesReceived += done.Count;
   if (done.Count > 0) Record(TFlightKind::fkRead, 0, 0, room.first(done.Count));
   fReceiver.Received(done.Count, fNow);
-  if (done.Count > 0) fSilentUntil = fNow + fTiming.Silence();
+  if (done.Count > 0) KeepSilence();
   if (done.Count < room.size()) fEmptyAt = fNow;
   return true;
+}
+
+// Bytes may have come between the begin of the turn and the read.
+void TRtuQueue::KeepSilence() {
+  if (fTiming.Silence().count() > 0) fSilentUntil = Loop().Now() + fTiming.Silence();
 }
 
 void TRtuQueue::Await() {

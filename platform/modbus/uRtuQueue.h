@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -47,6 +48,8 @@ class TRtuQueue final : public TTransactionQueue {
   TEvent<void()> OnFailure;
   TEvent<void(std::uint8_t server)> OnServerLost, OnServerFound;
   TEvent<void(TTraceDirection, std::span<const std::uint8_t>, TTime)> OnTrace;
+  /// Does anybody listen to OnTrace? Frames that nobody wants are not copied for it.
+  std::function<bool()> IsTraced = [] { return false; };
 
  protected:
   void Queued(TModbusTransaction& transaction) override;
@@ -88,8 +91,9 @@ class TRtuQueue final : public TTransactionQueue {
   void Pump();
   void Arm();
   TTime Due();
-  TReadiness Wanted() const;
+  TReadiness Wanted();
   bool HasNews() const;
+  bool RaiseAllNews();
   bool RaiseNews();
   void RaiseTraces();
   void RaiseServerNews();
@@ -104,6 +108,7 @@ class TRtuQueue final : public TTransactionQueue {
 
   bool SkipsFirst();
   bool MaySend();
+  bool IsKeepingSilence();
   bool IsFresh() const;
   bool Drain();
   TTime FreeAt();
@@ -113,6 +118,7 @@ class TRtuQueue final : public TTransactionQueue {
   void Written();
   void Release();
   bool Receive();
+  void KeepSilence();
   void Await();
   void JudgeServer(TServerReply kind);
   void Ended();

@@ -201,7 +201,9 @@ void ChangeNames(TPlant& plant) {
 
 template <auto Event>
 TAct HearTheSerialQueue(TPlant& plant, const TAct& act) {
-  return HearEvent(dynamic_cast<TRtuQueue&>(plant.Line->Queue()).*Event, act);
+  auto& queue = dynamic_cast<TRtuQueue&>(plant.Line->Queue());
+  queue.IsTraced = [] { return true; };
+  return HearEvent(queue.*Event, act);
 }
 
 TAct HearTheRecorder(TPlant& plant, const TAct& act) {
