@@ -20,7 +20,10 @@ void TMBRegPlaces::Find(std::uint8_t func, std::uint64_t first, std::uint64_t la
   const std::uint64_t end = KeyOf(func, std::min(last, kLastAdress));
   auto place = std::ranges::lower_bound(fPlaces, KeyOf(func, first), {}, &TPlace::Key);
   for (; place != fPlaces.end() && place->Key <= end; ++place) fFound.push_back(place->Reg);
-  std::ranges::sort(fFound, {}, &TMBReg::Index);
+  // Registers are described in order of address as a rule.
+  if (!std::ranges::is_sorted(fFound, {}, &TMBReg::Index)) {
+    std::ranges::sort(fFound, {}, &TMBReg::Index);
+  }
   for (TMBReg* reg : fFound) found.emplace_back(reg);
 }
 
