@@ -28,14 +28,15 @@ class TPeer {
     fClient.setConnectionParameter(QModbusDevice::SerialDataBitsParameter, QSerialPort::Data8);
     fClient.setConnectionParameter(QModbusDevice::SerialStopBitsParameter, QSerialPort::OneStop);
     if (options.Silence > 0) fClient.setInterFrameDelay(options.Silence);
-    Require(fClient.connectDevice());
+    Require(fClient.connectDevice(), fClient.errorString());
   }
 
   void Ask() {
     QModbusReply* const reply = Send();
-    Require(reply != nullptr);
+    Require(reply != nullptr, fClient.errorString());
     QObject::connect(reply, &QModbusReply::finished, reply, [this, reply] {
-      Require(reply->error() == QModbusDevice::NoError);
+      if (fMeasure.Ended()) return;
+      Require(reply->error() == QModbusDevice::NoError, reply->errorString());
       reply->deleteLater();
       if (fMeasure.Completed(fLine)) {
         Ask();
@@ -61,9 +62,9 @@ class TPeer {
     }
   }
 
-  void Require(bool good) const {
+  static void Require(bool good, const QString& error) {
     if (good) return;
-    std::fprintf(stderr, "qt: %s\n", qPrintable(fClient.errorString()));
+    std::fprintf(stderr, "qt: %s\n", qPrintable(error));
     std::exit(1);
   }
 

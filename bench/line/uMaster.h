@@ -54,6 +54,8 @@ class TMeasure {
   /// A transaction of that line is complete; false when there have been enough. Lines may have a
   /// thread each.
   bool Completed(std::size_t line);
+  /// One line has had enough: the others end as they like.
+  bool Ended() const { return fEnded; }
 
  private:
   using TTime = std::chrono::steady_clock::time_point;

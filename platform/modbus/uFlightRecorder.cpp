@@ -91,10 +91,16 @@ void TFlightRecorder::Forget() noexcept {
   fFormer.clear();  // also what a change has left that didn't fit
 }
 
-// at: bytes behind the begin of the oldest entry. The ring has room for it.
+// at: bytes behind the begin of the oldest entry, at most the ring's size.
+std::size_t TFlightRecorder::PlaceOf(std::size_t at) const noexcept {
+  const std::size_t place = fBegin + at;
+  return place < fRing.size() ? place : place - fRing.size();
+}
+
+// The ring has room for it.
 void TFlightRecorder::Put(std::size_t at, const void* bytes, std::size_t size) noexcept {
   if (size == 0) return;
-  const std::size_t begin = (fBegin + at) % fRing.size();
+  const std::size_t begin = PlaceOf(at);
   const std::size_t first = std::min(size, fRing.size() - begin);
   const auto* const source = static_cast<const std::uint8_t*>(bytes);
   std::memcpy(fRing.data() + begin, source, first);
@@ -103,7 +109,7 @@ void TFlightRecorder::Put(std::size_t at, const void* bytes, std::size_t size) n
 
 void TFlightRecorder::Get(std::size_t at, void* bytes, std::size_t size) const noexcept {
   if (size == 0) return;
-  const std::size_t begin = (fBegin + at) % fRing.size();
+  const std::size_t begin = PlaceOf(at);
   const std::size_t first = std::min(size, fRing.size() - begin);
   auto* const target = static_cast<std::uint8_t*>(bytes);
   std::memcpy(target, fRing.data() + begin, first);
@@ -119,7 +125,7 @@ TFlightRecorder::THead TFlightRecorder::HeadAt(std::size_t at) const noexcept {
 void TFlightRecorder::DropOldest() noexcept {
   const THead head = HeadAt(0);
   const std::size_t size = sizeof head + head.Size;
-  fBegin = (fBegin + size) % fRing.size();
+  fBegin = PlaceOf(size);
   fUsed -= size;
   fLast -= std::min(fLast, size);
   ++fOverwritten;

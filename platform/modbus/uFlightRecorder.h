@@ -87,6 +87,7 @@ class TFlightRecorder {
   };
 
   void Forget() noexcept;
+  std::size_t PlaceOf(std::size_t at) const noexcept;
   void Put(std::size_t at, const void* bytes, std::size_t size) noexcept;
   void Get(std::size_t at, void* bytes, std::size_t size) const noexcept;
   THead HeadAt(std::size_t at) const noexcept;
