@@ -130,16 +130,17 @@ class TPacedServer {
   }
 
   void Run() {
-    std::array<epoll_event, 64> events{};
-    for (;;) {
-      const int ready = epoll_wait(fPoll, events.data(), static_cast<int>(events.size()), 0);
-      for (int i = 0; i < ready; ++i) {
-        Receive(events[static_cast<std::size_t>(i)].data.u64);
-      }
-      while (!fDue.empty() && fDue.top().first <= TClock::now()) {
+    for (TTime polled{};;) {
+      const TTime now = TClock::now();
+      if (!fDue.empty() && fDue.top().first <= now) {
         const std::size_t line = fDue.top().second;
         fDue.pop();
         Act(fLines[line], line);
+      } else if (now >= polled + kPollInterval) {
+        ReceiveAll();
+        polled = TClock::now();
+      } else {
+        Pause();
       }
     }
   }
@@ -154,6 +155,21 @@ class TPacedServer {
     TTime ReplyBegin{}, ReplyEnd{};
     TReplies Replies;
   };
+
+  // The other core may be the same one's second thread, which a busy kernel would slow down.
+  static constexpr std::chrono::microseconds kPollInterval{4};
+
+  static void Pause() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+  }
+
+  void ReceiveAll() {
+    std::array<epoll_event, 64> events{};
+    const int ready = epoll_wait(fPoll, events.data(), static_cast<int>(events.size()), 0);
+    for (int i = 0; i < ready; ++i) Receive(events[static_cast<std::size_t>(i)].data.u64);
+  }
 
   nanoseconds TimeOf(std::size_t characters) const {
     return fCharacter * static_cast<std::int64_t>(characters);
