@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 
 #include "platform/rtl/uText.h"
@@ -53,6 +54,40 @@ char32_t TakeFolded(std::string_view& text) {
   return c.wellFormed ? FoldChar(c.code) : c.code + kLoneBytes;
 }
 
+void AppendFolded(std::string& folded, char32_t code) {
+  if (code < 0x80 || code >= kLoneBytes) {
+    folded += static_cast<char>(code);  // the low 8 bits are the byte
+  } else {
+    Utf8Append(folded, code);
+  }
+}
+
+// Names are mostly ASCII: such texts are folded by eight characters at a time, a shorter end filled
+// up with zeros.
+constexpr std::size_t kWordSize = sizeof(std::uint64_t);
+constexpr std::uint64_t kEach = 0x0101010101010101;  // one in each character
+
+std::size_t WordLength(std::string_view text) { return std::min(text.size(), kWordSize); }
+
+std::uint64_t WordOf(std::string_view text) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, text.data(), WordLength(text));
+  return word;
+}
+
+bool IsAscii(std::uint64_t word) { return (word & 0x80 * kEach) == 0; }
+
+std::uint64_t FoldAscii(std::uint64_t word) {
+  const std::uint64_t fromA = word + (0x80 - 'A') * kEach;      // bit 7: 'A' or above
+  const std::uint64_t pastZ = word + (0x80 - 'Z' - 1) * kEach;  // bit 7: above 'Z'
+  return word + ((fromA ^ pastZ) & 0x80 * kEach) / 4;           // 0x20 from a capital to its small
+}
+
+std::uint64_t Mixed(std::uint64_t hash, std::uint64_t word) {
+  hash = (hash ^ word) * 0xFF51AFD7ED558CCD;
+  return hash ^ (hash >> 32);
+}
+
 }  // namespace
 
 char32_t FoldChar(char32_t code) {
@@ -66,20 +101,22 @@ char32_t FoldChar(char32_t code) {
 std::string FoldCase(std::string_view text) {
   std::string folded;
   folded.reserve(text.size());
-  while (!text.empty()) {
-    const char32_t code = TakeFolded(text);
-    if (code < 0x80 || code >= kLoneBytes) {
-      folded += static_cast<char>(code);  // the low 8 bits are the byte
-    } else {
-      Utf8Append(folded, code);
-    }
-  }
+  while (!text.empty()) AppendFolded(folded, TakeFolded(text));
   return folded;
 }
 
 bool SameText(std::string_view a, std::string_view b) { return CompareText(a, b) == 0; }
 
 int CompareText(std::string_view a, std::string_view b) {
+  while (!a.empty() && WordLength(a) == WordLength(b)) {
+    std::uint64_t wordA = WordOf(a), wordB = WordOf(b);
+    if (!IsAscii(wordA | wordB)) break;
+    wordA = FoldAscii(wordA);
+    wordB = FoldAscii(wordB);
+    if (wordA != wordB) return std::memcmp(&wordA, &wordB, kWordSize) < 0 ? -1 : 1;
+    a.remove_prefix(WordLength(a));
+    b.remove_prefix(WordLength(b));
+  }
   while (!a.empty() && !b.empty()) {
     const char32_t nextA = TakeFolded(a);
     const char32_t nextB = TakeFolded(b);
@@ -89,9 +126,19 @@ int CompareText(std::string_view a, std::string_view b) {
 }
 
 std::size_t HashText(std::string_view text) {
-  std::uint64_t hash = 14695981039346656037u;  // FNV-1a over the folded characters
-  while (!text.empty()) hash = (hash ^ TakeFolded(text)) * 1099511628211u;
-  return static_cast<std::size_t>(hash ^ (hash >> 32));
+  std::uint64_t hash = 0;  // of the folded text by words, however it was written
+  for (; !text.empty() && IsAscii(WordOf(text)); text.remove_prefix(WordLength(text))) {
+    hash = Mixed(hash, FoldAscii(WordOf(text)));
+  }
+  std::string rest;  // short enough to need no memory
+  while (!text.empty()) {
+    AppendFolded(rest, TakeFolded(text));
+    if (rest.size() < kWordSize && !text.empty()) continue;
+    hash = Mixed(hash, WordOf(rest));
+    rest.erase(0, WordLength(rest));
+  }
+  if (!rest.empty()) hash = Mixed(hash, WordOf(rest));
+  return static_cast<std::size_t>(Mixed(hash, 0));
 }
 
 }  // namespace OrvixModBus

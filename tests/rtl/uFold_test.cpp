@@ -95,16 +95,24 @@ INSTANTIATE_TEST_SUITE_P(Rows, CompareTextOrder,
                                          TOrderRow{"DifferentCyrillic", "Б", "а", 1}),
                          TRowName());
 
-TEST(CompareText, OrdersRandomTextsTotallyAndAsTheirFoldedForms) {
+// Texts of few pieces are often the same but for case, those of many are longer than what is
+// compared at once.
+std::vector<std::string> RandomTexts() {
   std::mt19937 random(3);
-  const std::vector<std::string> pieces{"a", "A", "b",    "_",    "Я", "я",
-                                        "Ä", "ä", "\xD0", "\xFF", "€"};
+  const std::vector<std::string> pieces{"a", "A", "b",    "_",    "Я", "я", "Z", "@",
+                                        "Ä", "ä", "\xD0", "\xFF", "€", "ſ", "s", "["};
   std::vector<std::string> texts;
-  for (int i = 0; i < 200; ++i) {
-    std::string text;
-    for (unsigned n = random() % 4; n > 0; --n) text += pieces[random() % pieces.size()];
+  for (int i = 0; i < 400; ++i) {
+    const std::size_t known = i % 2 == 0 ? 4 : pieces.size();
+    std::string text = i % 4 < 2 ? "" : "TemperatureOf";
+    for (auto n = random() % (i % 3 == 0 ? 20U : 4U); n > 0; --n) text += pieces[random() % known];
     texts.push_back(text);
   }
+  return texts;
+}
+
+TEST(CompareText, OrdersRandomTextsTotallyAndAsTheirFoldedForms) {
+  std::vector<std::string> texts = RandomTexts();
   std::sort(texts.begin(), texts.end(),
             [](const auto& a, const auto& b) { return CompareText(a, b) < 0; });
   for (std::size_t i = 0; i < texts.size(); ++i) {
@@ -112,6 +120,24 @@ TEST(CompareText, OrdersRandomTextsTotallyAndAsTheirFoldedForms) {
       EXPECT_LE(CompareText(texts[i], texts[j]), 0);
       EXPECT_EQ(SameText(texts[i], texts[j]), FoldCase(texts[i]) == FoldCase(texts[j]));
     }
+  }
+}
+
+TEST(CompareText, ComparesCharacterByCharacterWhateverStandsBefore) {
+  for (const std::string before : {"", "Pump", "Station", "Station1", "Станция", "Station11"}) {
+    for (int code = 1; code < 0x80; ++code) {
+      const std::string one = before + static_cast<char>(code) + "x", other = before + "mX";
+      const char32_t folded = FoldChar(static_cast<char32_t>(code));
+      const int expected = folded < U'm' ? -1 : folded > U'm' ? 1 : 0;
+      EXPECT_EQ(CompareText(one, other), expected) << one;
+      EXPECT_EQ(HashText(one) == HashText(other), expected == 0) << one;
+    }
+  }
+}
+
+TEST(HashText, IsThatOfTheFoldedText) {
+  for (const std::string& text : RandomTexts()) {
+    EXPECT_EQ(HashText(text), HashText(FoldCase(text))) << text;
   }
 }
 
