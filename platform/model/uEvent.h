@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/model/uObject.h"
+#include "platform/model/uShare.h"
 #include "platform/rtl/uFirstError.h"
 
 namespace OrvixModBus {
@@ -34,7 +35,7 @@ class TEvent<TResult(TArgs...)> {
     if (object == nullptr) return;
     TRef<TObject> alive;
     if constexpr (std::is_base_of_v<TObject, TTarget>) alive = object;
-    fHandler = std::make_shared<TMethodHandler<TOwner, TMember>>(object, method, alive);
+    fHandler = TShare<THandler>(new TMethodHandler<TOwner, TMember>(object, method, alive));
   }
 
   /// `event = [](TMBLetter& letter) { ... }`. Equal only to copies of itself. A nil function or
@@ -45,7 +46,7 @@ class TEvent<TResult(TArgs...)> {
     if constexpr (std::is_constructible_v<TCallable, std::nullptr_t>) {
       if (callable == nullptr) return;
     }
-    fHandler = std::make_shared<TCallableHandler<TCallable>>(std::move(callable));
+    fHandler = TShare<THandler>(new TCallableHandler<TCallable>(std::move(callable)));
   }
 
   bool Assigned() const { return fHandler != nullptr && !fHandler->Gone(); }
@@ -79,7 +80,7 @@ class TEvent<TResult(TArgs...)> {
   }
 
  private:
-  struct THandler {
+  struct THandler : TShared {
     virtual ~THandler() = default;
     virtual TResult Call(TArgs... args) = 0;
     virtual bool Gone() const { return false; }
@@ -115,7 +116,7 @@ class TEvent<TResult(TArgs...)> {
     TCallable fCallable;
   };
 
-  std::shared_ptr<THandler> fHandler;
+  TShare<THandler> fHandler;
 };
 
 /// Tells that something has happened to sender, and nothing else.
