@@ -152,7 +152,15 @@ std::int32_t TMBRegAdressComparer::Compare(const TMBReg& left, const TMBReg& rig
   return left.Adress() < right.Adress() ? TLimits::min() : TLimits::max();
 }
 
-void SortMBRegs(TMBRegList& list) { std::ranges::stable_sort(list, {}, &TMBReg::Adress); }
+void SortMBRegs(TMBRegList& list) {
+  if (std::ranges::is_sorted(list, {}, &TMBReg::Adress)) return;
+  // The addresses beside the registers: these are a long way off in memory.
+  std::vector<std::pair<std::uint32_t, TMBReg*>> places;
+  places.reserve(list.size());
+  for (TMBReg* reg : list) places.emplace_back(reg->Adress(), reg);
+  std::ranges::stable_sort(places, {}, &std::pair<std::uint32_t, TMBReg*>::first);
+  std::ranges::transform(places, list.begin(), &std::pair<std::uint32_t, TMBReg*>::second);
+}
 
 TMBRegList ListByFunc(const TMBRegList& list, std::uint8_t func, TFuncKind kind) {
   const auto funcOf = kind == TFuncKind::fkRead ? &TMBReg::MBFuncRead : &TMBReg::MBFuncWrite;

@@ -20,6 +20,23 @@ void CheckIsItemOf(const TCollection& collection, const TMBReg& reg) {
   }
 }
 
+// A name as it stands in the index, without its bit suffix. Mostly it has none and is not copied.
+class TIndexed {
+ public:
+  explicit TIndexed(const std::string& name)
+      : fIsName(name.find('[') == std::string::npos),
+        fName(name),
+        fShorter(fIsName ? std::string() : TMBLib::DeleteBitFromRegName(name)) {}
+  TIndexed(const TIndexed&) = delete;
+  TIndexed& operator=(const TIndexed&) = delete;
+  operator std::string_view() const { return fIsName ? fName : fShorter; }
+
+ private:
+  const bool fIsName;
+  const std::string& fName;
+  const std::string fShorter;
+};
+
 void CheckSize(int bytes) {
   if (bytes > kMaxRegBytes) throw Exception("More then 250 bytes in reg");
 }
@@ -27,13 +44,24 @@ void CheckSize(int bytes) {
 }  // namespace
 
 TMBReg::TMBReg(TCollection* collection)
-    : TCollectionItem(collection), fName("Reg" + std::to_string(ID())) {
-  TMBLib::ClearValue(fValue);
+    : TCollectionItem(collection),
+      fName("Reg" + std::to_string(ID())),
+      fHasNames(dynamic_cast<TRegNameCollection*>(collection) != nullptr) {
   Introduce();
 }
 
 TMBReg::~TMBReg() {
   if (fIndexLines > 0) Names()->Forget(*this);
+}
+
+const TRegValue& TMBReg::Value() const {
+  static const TRegValue cleared;
+  return fValue != nullptr ? *fValue : cleared;
+}
+
+TRegValue& TMBReg::OwnValue() {
+  if (fValue == nullptr) fValue = std::make_unique<TRegValue>();
+  return *fValue;
 }
 
 std::uint8_t TMBReg::GetRegsCount() const {
@@ -45,9 +73,12 @@ void TMBReg::SetDisplayName(const std::string& value) {
   CheckThread();
   if (value == fName) return;
   std::string name = value;
-  if (Names() != nullptr) Names()->ChangeName(fName, value, *this);
-  fName = std::move(name);
-  TCollectionItem::SetDisplayName(value);
+  if (Names() != nullptr) {
+    Names()->Rename(*this, name);
+  } else {
+    fName.swap(name);
+  }
+  TCollectionItem::SetDisplayName(fName);
 }
 
 void TMBReg::SetRegAdress(std::uint32_t value) {
@@ -93,8 +124,14 @@ void TMBReg::SetBytesInOneReg(std::uint8_t value) {
 void TMBReg::SetCaption(const std::string& value) {
   CheckThread();
   if (value == fCaption) return;
-  fCaption = value;
+  fCaption = std::string(value);  // of its length: an assignment would make it longer
   Changed(false);
+}
+
+void TMBReg::SetTypeName(const std::string& value) {
+  CheckThread();
+  TRegNameCollection* const names = Names();
+  fRegTypeName = names != nullptr ? names->fTypeNames.Share(value) : TSharedText(value);
 }
 
 void TMBReg::SetData(std::uint16_t index, std::uint8_t value) {
@@ -135,9 +172,9 @@ void TMBReg::DataToValue() {
   const bool byHandlers = fTypeInfo ? fTypeInfo->HasHandlers() : fRegType != TRegType::rtStr;
   if (byHandlers) return DecodeByHandlers();
   if (fTypeInfo) {
-    fValue = fTypeInfo->DataToValue(fRegType, fRegTypeName, fData, fName, -1);
+    OwnValue() = fTypeInfo->DataToValue(fRegType, RegTypeName(), fData, fName, -1);
   } else {
-    fValue.Srt = DataToStr();
+    OwnValue().Srt = DataToStr();
   }
 }
 
@@ -146,14 +183,14 @@ void TMBReg::DecodeByHandlers() {
   if (!fTypeInfo && !OnDataToValue) return;
   const TRef<TMBReg> self(this);
   const Bytes data = fData;
-  TRegValue value = fValue;
+  TRegValue value = Value();
   if (fTypeInfo) {
-    const std::string typeName = fRegTypeName, name = fName;
+    const std::string typeName = RegTypeName(), name = fName;
     value = fTypeInfo->DataToValue(fRegType, typeName, data, name, -1);
   } else {
     OnDataToValue(data, value);
   }
-  if (self) fValue = std::move(value);
+  if (self) OwnValue() = std::move(value);
 }
 
 void TMBReg::DataToMin() {
@@ -171,8 +208,8 @@ void TMBReg::DataToMin() {
 }
 
 void TMBReg::NumberToMin() {
-  const TMBRegTypeNumber* type = fTypeInfo->TypeNumbers().GetItemByName(fRegTypeName);
-  if (type == nullptr) throw Exception("Type " + fRegTypeName + "not in DB");
+  const TMBRegTypeNumber* type = fTypeInfo->TypeNumbers().GetItemByName(RegTypeName());
+  if (type == nullptr) throw Exception("Type " + RegTypeName() + "not in DB");
   if (type->Multiplier() == 0) throw EZeroDivide();
   const double least = type->MinValue() / type->Multiplier();
   if (type->RealPart() > 0) {
@@ -182,7 +219,7 @@ void TMBReg::NumberToMin() {
   const double whole = std::trunc(least);
   if (!(whole >= std::numeric_limits<std::int32_t>::min() &&
         whole <= std::numeric_limits<std::int32_t>::max())) {
-    throw EConvertError("The least value of type " + fRegTypeName + " needs more than 32 bits");
+    throw EConvertError("The least value of type " + RegTypeName() + " needs more than 32 bits");
   }
   auto rest = static_cast<std::int32_t>(whole);
   for (auto byte = fData.rbegin(); byte != fData.rend(); ++byte) {
@@ -195,13 +232,13 @@ TMBRegTypeColItem* TMBReg::GetRegTypeItem() const {
   if (!fTypeInfo) return nullptr;
   switch (fRegType) {
     case TRegType::rtList:
-      return fTypeInfo->TypeLists().GetItemByName(fRegTypeName);
+      return fTypeInfo->TypeLists().GetItemByName(RegTypeName());
     case TRegType::rtBin:
-      return fTypeInfo->TypeBins().GetItemByName(fRegTypeName);
+      return fTypeInfo->TypeBins().GetItemByName(RegTypeName());
     case TRegType::rtNum:
-      return fTypeInfo->TypeNumbers().GetItemByName(fRegTypeName);
+      return fTypeInfo->TypeNumbers().GetItemByName(RegTypeName());
     case TRegType::rtStructur:
-      return fTypeInfo->TypeStructurs().GetItemByName(fName, fRegTypeName);
+      return fTypeInfo->TypeStructurs().GetItemByName(fName, RegTypeName());
     default:
       return nullptr;
   }
@@ -220,7 +257,11 @@ void TMBReg::Assign(const TPersistent& source) {
   SetBytesInOneReg(reg->fBytesInOneReg);
   SetRegsCount(reg->GetRegsCount());
   fRegType = reg->fRegType;
-  fRegTypeName = reg->fRegTypeName;
+  if (Names() != nullptr) {
+    SetTypeName(reg->RegTypeName());
+  } else {
+    fRegTypeName = reg->fRegTypeName;
+  }
   fTypeInfo = reg->fTypeInfo;
   // Handlers of OnDataChange may destroy either register.
   const TRef<TMBReg> self(this);
@@ -231,7 +272,7 @@ void TMBReg::Assign(const TPersistent& source) {
 }
 
 TRegNameCollection* TMBReg::Names() const {
-  return dynamic_cast<TRegNameCollection*>(Collection());
+  return fHasNames ? static_cast<TRegNameCollection*>(Collection()) : nullptr;
 }
 
 void TMBReg::Moved() {
@@ -274,15 +315,16 @@ TRegNameCollection::TRegNameCollection()
 
 // The registers leave the index while there is one.
 TRegNameCollection::~TRegNameCollection() {
+  DelAllLines();
   while (Count() > 0) delete Items(Count() - 1);
 }
 
 TMBReg* TRegNameCollection::RegByName(const std::string& name) const {
-  return fNames.Find(TMBLib::DeleteBitFromRegName(name));
+  return fNames.Find(TIndexed(name));
 }
 
 int TRegNameCollection::NameIndex(const std::string& name) const {
-  return fNames.Position(TMBLib::DeleteBitFromRegName(name));
+  return fNames.Position(TIndexed(name));
 }
 
 TMBReg* TRegNameCollection::RegByIndex(int index) const { return fNames.RegAt(index); }
@@ -290,8 +332,9 @@ TMBReg* TRegNameCollection::RegByIndex(int index) const { return fNames.RegAt(in
 void TRegNameCollection::SetRegValue(int index, TMBReg& reg) {
   CheckThread();
   CheckIsItemOf(*this, reg);
-  --RegByIndex(index)->fIndexLines;
+  TMBReg& former = *RegByIndex(index);
   fNames.SetRegAt(index, reg);
+  --former.fIndexLines;
   ++reg.fIndexLines;
 }
 
@@ -305,25 +348,30 @@ void TRegNameCollection::SetNameByIndex(int index, const std::string& name) {
 void TRegNameCollection::AddRegItem(const std::string& name, TMBReg& reg) {
   CheckThread();
   CheckIsItemOf(*this, reg);
-  if (fNames.Add(TMBLib::DeleteBitFromRegName(name), reg)) ++reg.fIndexLines;
+  if (fNames.Add(TIndexed(name), reg)) ++reg.fIndexLines;
 }
 
 void TRegNameCollection::ChangeName(const std::string& oldName, const std::string& newName,
                                     TMBReg& reg) {
   CheckThread();
   CheckIsItemOf(*this, reg);
-  const std::string oldLine = TMBLib::DeleteBitFromRegName(oldName);
-  const std::string newLine = TMBLib::DeleteBitFromRegName(newName);
-  const bool sameLine = SameText(oldLine, newLine);
-  if (TMBReg* const bearer = sameLine ? fNames.Find(oldLine) : nullptr) {
-    fNames.Replace(newLine, reg);
-    --bearer->fIndexLines;
-    ++reg.fIndexLines;
-    return;
-  }
-  // The new line first: for want of memory nothing has changed.
-  if (fNames.Add(newLine, reg)) ++reg.fIndexLines;
-  if (!sameLine) DelLine(oldLine);
+  const TIndexed oldLine(oldName);
+  auto text = TMBRegNames::TextFor(TIndexed(newName), reg);
+  fNames.Reserve();
+  DelLine(oldLine);
+  if (fNames.Add(reg, std::move(text))) ++reg.fIndexLines;
+}
+
+// As ChangeName, and gives the register its name in between. For want of memory nothing has
+// changed.
+void TRegNameCollection::Rename(TMBReg& reg, std::string& name) {
+  const TIndexed oldLine(reg.fName), newLine(name);
+  TMBRegNames::TText text;
+  if (std::string_view(newLine) != name) text = std::make_unique<const std::string>(newLine);
+  fNames.Reserve();
+  DelLine(oldLine);
+  reg.fName.swap(name);
+  if (fNames.Add(reg, std::move(text))) ++reg.fIndexLines;
 }
 
 void TRegNameCollection::DelByIndex(int index) {
@@ -333,25 +381,32 @@ void TRegNameCollection::DelByIndex(int index) {
 
 void TRegNameCollection::DelByName(const std::string& name) {
   CheckThread();
-  DelLine(TMBLib::DeleteBitFromRegName(name));
+  DelLine(TIndexed(name));
 }
 
 // Takes the name as it stands in the index: without its bit suffix, which a name may have twice.
-void TRegNameCollection::DelLine(const std::string& indexedName) {
+void TRegNameCollection::DelLine(std::string_view indexedName) noexcept {
   TMBReg* const reg = fNames.Find(indexedName);
   if (reg == nullptr) return;
   --reg->fIndexLines;
   fNames.Remove(indexedName);
 }
 
-void TRegNameCollection::Clear() {
-  TCollection::Clear();
+// Before all registers go: each would look for its lines.
+void TRegNameCollection::DelAllLines() {
+  for (int i = 0; i < Count(); ++i) static_cast<TMBReg*>(Items(i))->fIndexLines = 0;
   fNames.Clear();
+}
+
+void TRegNameCollection::Clear() {
+  CheckThread();
+  DelAllLines();
+  TCollection::Clear();
 }
 
 void TRegNameCollection::Forget(TMBReg& reg) noexcept {
   try {
-    if (RegByName(reg.fName) == &reg) DelLine(TMBLib::DeleteBitFromRegName(reg.fName));
+    if (RegByName(reg.fName) == &reg) DelLine(TIndexed(reg.fName));
   } catch (const std::bad_alloc&) {  // then it is found as those below
   }
   // Lines under other names come from AddRegItem and SetRegValue; they are few.

@@ -3,11 +3,14 @@
 // collection that finds registers by name.
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/model/uCollection.h"
 #include "platform/model/uEvent.h"
+#include "platform/model/uSharedText.h"
 #include "uMBLib.h"
 #include "uMBReg_Names.h"
 #include "uMBTypeInfo.h"
@@ -44,7 +47,7 @@ class TMBReg : public TCollectionItem {
   std::uint8_t GetRegsCount() const;
   const std::string& Caption() const { return fCaption; }
   TRegType RegType() const { return fRegType; }
-  const std::string& RegTypeName() const { return fRegTypeName; }
+  const std::string& RegTypeName() const { return fRegTypeName.Get(); }
   /// The catalogue that decodes the data; nil for none, or when it has been destroyed.
   TMBTypeInfo* TypeInfo() const { return fTypeInfo.Get(); }
 
@@ -63,7 +66,7 @@ class TMBReg : public TCollectionItem {
   void SetBytesInOneReg(std::uint8_t value);
   void SetCaption(const std::string& value);  ///< notifies
   void SetRegType(TRegType value) { Store(fRegType, value); }
-  void SetTypeName(const std::string& value) { Store(fRegTypeName, value); }
+  void SetTypeName(const std::string& value);
   void SetTypeInfo(TMBTypeInfo* value) { Store(fTypeInfo, value); }
 
   /// Raw data, big-endian: the first byte is the most significant. Valid until changed.
@@ -95,10 +98,10 @@ class TMBReg : public TCollectionItem {
   /// The description of the type in the catalogue; nil when there is none.
   TMBRegTypeColItem* GetRegTypeItem() const;
 
-  const std::string& ValueStr() const { return fValue.Srt; }
-  std::int32_t ValueInt() const { return fValue.Int; }
-  double ValueRe() const { return fValue.R; }
-  const TRegValue& Value() const { return fValue; }
+  const std::string& ValueStr() const { return Value().Srt; }
+  std::int32_t ValueInt() const { return Value().Int; }
+  double ValueRe() const { return Value().R; }
+  const TRegValue& Value() const;
 
   TOnMBRegEvent OnDataChange;         ///< after every SetData; then notifies
   TOnMBRegDataToValue OnDataToValue;  ///< decodes while there is no catalogue
@@ -114,6 +117,7 @@ class TMBReg : public TCollectionItem {
   friend class TRegNameCollection;
 
   TRegNameCollection* Names() const;
+  TRegValue& OwnValue();
   void Moved();
   void DoOnDataChange();
   void DecodeByHandlers();
@@ -121,9 +125,9 @@ class TMBReg : public TCollectionItem {
 
   std::string fName;
   Bytes fData;
-  TRegValue fValue;
+  std::unique_ptr<TRegValue> fValue;  // nil: cleared, for registers that are never decoded
   std::string fCaption;
-  std::string fRegTypeName;
+  TSharedText fRegTypeName;
   TRef<TMBTypeInfo> fTypeInfo;
   std::int32_t fChanelIndex = -1;
   std::uint32_t fAdress = 1;
@@ -132,6 +136,7 @@ class TMBReg : public TCollectionItem {
   std::uint8_t fMBFuncWrite = 0;
   std::uint8_t fBytesInOneReg = 1;
   TRegType fRegType = TRegType::rtNone;
+  const bool fHasNames;  // the collection is a TRegNameCollection
 };
 
 /// Registers with a name index: a sorted list of names without their bit suffix ("Status[3]"
@@ -172,10 +177,13 @@ class TRegNameCollection : public TCollection {
  private:
   friend class TMBReg;
 
-  void DelLine(const std::string& indexedName);
+  void Rename(TMBReg& reg, std::string& name);
+  void DelLine(std::string_view indexedName) noexcept;
+  void DelAllLines();
   void Forget(TMBReg& reg) noexcept;
 
   TMBRegNames fNames;
+  TSharedTexts fTypeNames;  // of the registers
   std::uint64_t fMoves = 0;
 };
 

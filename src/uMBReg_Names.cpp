@@ -1,11 +1,13 @@
 #include "uMBReg_Names.h"
 
 #include <algorithm>
+#include <deque>
 #include <new>
 #include <utility>
 
 #include "platform/rtl/uException.h"
 #include "platform/rtl/uFold.h"
+#include "uMBReg.h"
 
 namespace OrvixModBus {
 namespace {
@@ -24,35 +26,42 @@ TMBReg* TMBRegNames::Find(std::string_view name) const {
   return slot.Line != kNoLine ? fLines[slot.Line].Reg : nullptr;
 }
 
-bool TMBRegNames::Add(std::string_view name, TMBReg& reg) {
-  if (2 * static_cast<std::size_t>(Count() + 1) > fSlots.size()) Grow();
+TMBRegNames::TText TMBRegNames::TextFor(std::string_view name, const TMBReg& reg) {
+  return name == reg.Name() ? nullptr : std::make_unique<const std::string>(name);
+}
+
+bool TMBRegNames::Add(TMBReg& reg, TText text) {
+  Reserve();
+  const std::string_view name = text ? *text : reg.Name();
   const std::uint32_t hash = HashOf(name);
   TSlot& slot = fSlots[SlotOf(name, hash)];
   if (slot.Line != kNoLine) return false;
-  const std::uint32_t line = TakeLine(name, reg);
+  const std::uint32_t line = TakeLine();
+  fLines[line] = {&reg, std::move(text)};
   slot = {hash, line};
+  ++fCount;
   if (fIsOrdered) Order(line);
   return true;
 }
 
+void TMBRegNames::Reserve() {
+  if (2 * static_cast<std::size_t>(fCount + 1) > fSlots.size()) Grow();
+  if (fFreeLines.empty() && fLines.size() == fLines.capacity()) {
+    fLines.reserve(std::max(kFirstSlots, 2 * fLines.size()));
+  }
+}
+
 void TMBRegNames::Order(std::uint32_t line) {
   try {
-    fOrdered.Insert(PlaceOf(fLines[line].Name), line);
+    fOrdered.Insert(PlaceOf(NameOf(line)), line);
   } catch (const std::bad_alloc&) {
     fIsOrdered = false;  // the order is made when it is asked for
   }
 }
 
-void TMBRegNames::Replace(std::string_view name, TMBReg& reg) {
-  std::string spelling(name);
-  TLine& line = fLines[fSlots[SlotOf(name, HashOf(name))].Line];
-  line.Name = std::move(spelling);
-  line.Reg = &reg;
-}
-
 bool TMBRegNames::RemoveOneOf(const TMBReg& reg) noexcept {
   const auto found = std::ranges::find(fLines, &reg, &TLine::Reg);
-  return found != fLines.end() && Remove(found->Name);
+  return found != fLines.end() && Remove(NameOf(static_cast<std::size_t>(found - fLines.begin())));
 }
 
 bool TMBRegNames::Remove(std::string_view name) noexcept {
@@ -61,13 +70,27 @@ bool TMBRegNames::Remove(std::string_view name) noexcept {
   const std::uint32_t line = fSlots[slot].Line;
   if (line == kNoLine) return false;
   if (fIsOrdered) fOrdered.Erase(PlaceOf(name));
-  fFreeLines.push_back(line);
-  fLines[line] = {};
   EmptySlot(slot);
+  fLines[line] = {};
+  --fCount;
+  try {
+    fFreeLines.push_back(line);
+  } catch (const std::bad_alloc&) {  // then it stays unused
+  }
   return true;
 }
 
 void TMBRegNames::Clear() { *this = TMBRegNames(); }
+
+void TMBRegNames::SetRegAt(int position, TMBReg& reg) {
+  const std::size_t line = LineAt(position);
+  fLines[line] = {&reg, TextFor(NameOf(line), reg)};
+}
+
+const std::string& TMBRegNames::NameOf(std::size_t line) const {
+  const TLine& named = fLines[line];
+  return named.Text != nullptr ? *named.Text : named.Reg->Name();
+}
 
 int TMBRegNames::Position(std::string_view name) const {
   if (Find(name) == nullptr) return -1;
@@ -79,7 +102,7 @@ int TMBRegNames::Position(std::string_view name) const {
 std::size_t TMBRegNames::SlotOf(std::string_view name, std::uint32_t hash) const {
   std::size_t slot = hash & (fSlots.size() - 1);
   while (fSlots[slot].Line != kNoLine) {
-    const bool same = fSlots[slot].Hash == hash && SameText(fLines[fSlots[slot].Line].Name, name);
+    const bool same = fSlots[slot].Hash == hash && SameText(NameOf(fSlots[slot].Line), name);
     if (same) break;
     slot = NextSlot(slot);
   }
@@ -110,37 +133,35 @@ void TMBRegNames::EmptySlot(std::size_t slot) {
   fSlots[slot] = {};
 }
 
-std::uint32_t TMBRegNames::TakeLine(std::string_view name, TMBReg& reg) {
+// Reserve has made room.
+std::uint32_t TMBRegNames::TakeLine() {
   if (fFreeLines.empty()) {
-    // Room for every line that may get free, so that a removal needs no memory.
-    if (fFreeLines.capacity() <= fLines.size()) {
-      fFreeLines.reserve(std::max(kFirstSlots, 2 * fLines.size()));
-    }
-    fLines.push_back({std::string(name), &reg});
+    fLines.emplace_back();
     return static_cast<std::uint32_t>(fLines.size() - 1);
   }
   const std::uint32_t line = fFreeLines.back();
-  fLines[line] = {std::string(name), &reg};
   fFreeLines.pop_back();
   return line;
 }
 
 std::size_t TMBRegNames::PlaceOf(std::string_view name) const {
   return fOrdered.PartitionPoint(
-      [&](std::uint32_t line) { return CompareText(fLines[line].Name, name) < 0; });
+      [&](std::uint32_t line) { return CompareText(NameOf(line), name) < 0; });
 }
 
 void TMBRegNames::PutInOrder() const {
   if (fIsOrdered) return;
   fOrdered.Clear();
-  std::vector<std::uint32_t> lines;
+  // Copies of the names, close together: those of the registers are a long way off in memory.
+  std::deque<std::string> names;
+  std::vector<std::pair<std::string_view, std::uint32_t>> lines;
+  lines.reserve(static_cast<std::size_t>(fCount));
   for (std::uint32_t line = 0; line < fLines.size(); ++line) {
-    if (fLines[line].Reg != nullptr) lines.push_back(line);
+    if (fLines[line].Reg != nullptr) lines.emplace_back(names.emplace_back(NameOf(line)), line);
   }
-  std::ranges::sort(lines, [this](std::uint32_t a, std::uint32_t b) {
-    return CompareText(fLines[a].Name, fLines[b].Name) < 0;
-  });
-  for (const std::uint32_t line : lines) fOrdered.Insert(fOrdered.size(), line);
+  std::ranges::sort(lines,
+                    [](const auto& a, const auto& b) { return CompareText(a.first, b.first) < 0; });
+  for (const auto& [name, line] : lines) fOrdered.Insert(fOrdered.size(), line);
   fIsOrdered = true;
 }
 

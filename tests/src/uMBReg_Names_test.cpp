@@ -31,6 +31,19 @@ TEST(TMBRegNames, TheFirstOfTwoEqualNamesStays) {
   EXPECT_EQ(names.NameAt(0), "Насос");
 }
 
+TEST(TMBRegNames, ALineKeepsItsNameWhenItsRegisterIsAnother) {
+  TMBReg pump(nullptr), fan(nullptr);
+  pump.SetDisplayName("Pump");
+  fan.SetDisplayName("Fan");
+  TMBRegNames names;
+  ASSERT_TRUE(names.Add("Pump", pump));
+  names.SetRegAt(0, fan);
+  EXPECT_EQ(names.NameAt(0), "Pump");
+  EXPECT_EQ(names.Find("pump"), &fan);
+  names.SetRegAt(0, pump);
+  EXPECT_EQ(names.NameAt(0), "Pump");
+}
+
 TEST(TMBRegNames, PositionsAreThoseOfTheFoldedOrderAndFollowChanges) {
   TMBReg reg(nullptr);
   TMBRegNames names;
