@@ -123,8 +123,34 @@ void TMBLetter::Bind(TMBClient* value) {
 }
 
 void TMBLetter::ReadAllRegs(const TMBRegProc& proc) {
+  CheckThread();
+  if (!proc && fClient && !fClient->IsEmul()) {
+    const auto groups = AllReadGroups();
+    return ReadOptimizeRegs(*groups, {});
+  }
   TMBRegList list = fRegs.RegList();
   ReadRegs(list, proc);
+}
+
+// A letter is read again and again: it is grouped once for each layout of its registers. Shared,
+// because a handler of the client may change that while the groups are being requested.
+std::shared_ptr<const TMBGroupList> TMBLetter::AllReadGroups() {
+  if (fAllReadGroups == nullptr || fAllReadGroupsRevision != fRegs.LayoutRevision()) {
+    TMBRegList list = fRegs.RegList();
+    SortMBRegs(list);
+    fAllReadGroups = std::make_shared<const TMBGroupList>(ReadGroups(list));
+    fAllReadGroupsRevision = fRegs.LayoutRevision();
+  }
+  return fAllReadGroups;
+}
+
+// list must be sorted by address.
+TMBGroupList TMBLetter::ReadGroups(const TMBRegList& list) const {
+  TMBGroupList groups;
+  for (const std::uint8_t func : kMBReadFuncs) {
+    std::ranges::move(MBRegsOptimize(list, fMaxHole, func), std::back_inserter(groups));
+  }
+  return groups;
 }
 
 void TMBLetter::ReadRegsByName(std::span<const std::string> names) {
@@ -153,11 +179,7 @@ void TMBLetter::ReadRegs(TMBRegList& list, const TMBRegProc& proc) {
   if (!fClient) throw Exception("MBClient not assigned");
   SortMBRegs(list);
   if (fClient->IsEmul()) return ReadEmulated(list, proc);
-  TMBGroupList groups;
-  for (const std::uint8_t func : kMBReadFuncs) {
-    std::ranges::move(MBRegsOptimize(list, fMaxHole, func), std::back_inserter(groups));
-  }
-  ReadOptimizeRegs(groups, proc);
+  ReadOptimizeRegs(ReadGroups(list), proc);
 }
 
 // Has send hand one request of this letter to the client, and waits for it: from before it is sent,

@@ -204,6 +204,8 @@ class TMBLetter : public TComponent {
 
  private:
   void Bind(TMBClient* value);
+  TMBGroupList ReadGroups(const TMBRegList& list) const;
+  std::shared_ptr<const TMBGroupList> AllReadGroups();
   void ReadEmulated(const TMBRegList& list, const TMBRegProc& proc);
   void ReadOptimizeRegs(const TMBGroupList& groups, const TMBRegProc& proc);
   void SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& data, TFirstError& error);
@@ -224,6 +226,8 @@ class TMBLetter : public TComponent {
   TMBRegPlaces fReadPlaces;
   TMBRegPlaces fWritePlaces;
   std::vector<TRef<TMBReg>> fFound;
+  std::shared_ptr<const TMBGroupList> fAllReadGroups;  // of the layout of that revision
+  std::uint64_t fAllReadGroupsRevision = 0;
   std::array<std::uint32_t, 129> fWaitQueue{};
   std::uint32_t fForgets = 0;  // how often ClearWaitQueue was called
   std::int32_t fChanelID = 0;

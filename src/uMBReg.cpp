@@ -108,7 +108,7 @@ void TMBReg::SetRegsCount(std::uint8_t value) {
   CheckSize(size);
   if (size == CountInByte()) return;
   fData.resize(static_cast<std::size_t>(size));
-  Changed(false);
+  Moved();
 }
 
 void TMBReg::SetBytesInOneReg(std::uint8_t value) {
@@ -118,7 +118,7 @@ void TMBReg::SetBytesInOneReg(std::uint8_t value) {
   if (value == fBytesInOneReg) return;
   fData.resize(static_cast<std::size_t>(size));
   fBytesInOneReg = value;
-  Changed(false);
+  Moved();
 }
 
 void TMBReg::SetCaption(const std::string& value) {
@@ -134,11 +134,19 @@ void TMBReg::SetTypeName(const std::string& value) {
   fRegTypeName = names != nullptr ? names->fTypeNames.Share(value) : TSharedText(value);
 }
 
+void TMBReg::SetRegData(const Bytes& data) {
+  CheckThread();
+  const bool resized = data.size() != fData.size();
+  fData = data;
+  if (resized) NoteMove();
+}
+
 void TMBReg::SetData(std::uint16_t index, std::uint8_t value) {
   CheckThread();
   if (index > fData.size()) throw Exception("Array index error");
   if (index == fData.size()) {
     fData.push_back(value);
+    NoteMove();
   } else {
     fData[index] = value;
   }
@@ -213,8 +221,7 @@ void TMBReg::NumberToMin() {
   if (type->Multiplier() == 0) throw EZeroDivide();
   const double least = type->MinValue() / type->Multiplier();
   if (type->RealPart() > 0) {
-    fData = TMBLib::RealToByteAr(least, type->IntPart(), type->RealPart());
-    return;
+    return SetRegData(TMBLib::RealToByteAr(least, type->IntPart(), type->RealPart()));
   }
   const double whole = std::trunc(least);
   if (!(whole >= std::numeric_limits<std::int32_t>::min() &&
@@ -275,8 +282,12 @@ TRegNameCollection* TMBReg::Names() const {
   return fHasNames ? static_cast<TRegNameCollection*>(Collection()) : nullptr;
 }
 
+void TMBReg::NoteMove() {
+  if (TRegNameCollection* const names = Names()) ++names->fMoves;
+}
+
 void TMBReg::Moved() {
-  if (Names() != nullptr) ++Names()->fMoves;
+  NoteMove();
   Changed(false);
 }
 

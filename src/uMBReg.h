@@ -72,7 +72,7 @@ class TMBReg : public TCollectionItem {
   /// Raw data, big-endian: the first byte is the most significant. Valid until changed.
   const Bytes& Data() const { return fData; }
   /// Replaces the data, whatever its length; tells nobody.
-  void SetRegData(const Bytes& data) { Store(fData, data); }
+  void SetRegData(const Bytes& data);
   /// Stores one byte; index == length appends. Throws Exception "Array index error" past that,
   /// storing none. OnDataChange is raised for the same byte, too.
   void SetData(std::uint16_t index, std::uint8_t value);
@@ -118,6 +118,7 @@ class TMBReg : public TCollectionItem {
 
   TRegNameCollection* Names() const;
   TRegValue& OwnValue();
+  void NoteMove();
   void Moved();
   void DoOnDataChange();
   void DecodeByHandlers();
@@ -167,8 +168,8 @@ class TRegNameCollection : public TCollection {
   void DelByName(const std::string& name);  ///< nothing when absent
   void Clear() override;
 
-  /// Grows whenever a register enters, leaves or moves, on the device (address, function codes)
-  /// or in the collection.
+  /// Grows whenever a register enters, leaves or moves, on the device (address, length, function
+  /// codes) or in the collection.
   std::uint64_t LayoutRevision() const { return ListRevision() + fMoves; }
 
   static const TClassInfo& StaticClass();

@@ -202,6 +202,36 @@ TEST_F(Reading, EveryRequestCountsAndIsShownToTheProcedureAfterwards) {
   EXPECT_FALSE(letter->ChekAllRegsResive());
 }
 
+TEST_F(Reading, WhatHasChangedSinceTheLastReadIsAskedForAsItIs) {
+  TMBReg& first = Add({"A", 10, 2});
+  TMBReg& paged = Add({"P", 0x20, 1, 0x43});
+  const struct {
+    const char* name;
+    std::function<void()> change;
+    std::vector<std::string> requests;
+  } cases[] = {
+      {"nothing", [] {}, {"03 00 0A 00 02", "43 00 00 20 02"}},
+      {"nothing again", [] {}, {"03 00 0A 00 02", "43 00 00 20 02"}},
+      {"address", [&] { first.SetRegAdress(11); }, {"03 00 0B 00 02", "43 00 00 20 02"}},
+      {"count", [&] { first.SetRegsCount(3); }, {"03 00 0B 00 03", "43 00 00 20 02"}},
+      {"code", [&] { first.SetMBFuncRead(4); }, {"04 00 0B 00 03", "43 00 00 20 02"}},
+      {"data", [&] { paged.SetRegData(Bytes(5)); }, {"04 00 0B 00 03", "43 00 00 20 05"}},
+      {"a byte", [&] { paged.SetData(5, 1); }, {"04 00 0B 00 03", "43 00 00 20 06"}},
+      {"arrival",
+       [&] {
+         Add({"B", 14, 1, 4});
+       },
+       {"04 00 0B 00 04", "43 00 00 20 06"}},
+      {"departure", [&] { letter->Regs().DeleteByName("P"); }, {"04 00 0B 00 04"}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    c.change();
+    letter->ReadAllRegs();
+    EXPECT_EQ(TakeRequests(), c.requests);
+  }
+}
+
 TEST_F(Reading, NothingToReadNeedsNoClient) {
   letter->SetClient(nullptr);
   letter->ReadAllRegs();

@@ -265,7 +265,13 @@ TEST(TRegNameCollection, ItsLayoutHasARevisionThatGrowsWithEveryMove) {
       {"arrival", [&] { regs.Add(); }, true},
       {"departure", [&] { regs.Delete(0); }, true},
       {"name", [&] { reg.SetDisplayName("X"); }, false},
-      {"data", [&] { reg.SetRegsCount(9); }, false},
+      {"count", [&] { reg.SetRegsCount(9); }, true},
+      {"the same count", [&] { reg.SetRegsCount(9); }, false},
+      {"width", [&] { reg.SetBytesInOneReg(2); }, true},
+      {"longer data", [&] { reg.SetRegData(Bytes(20)); }, true},
+      {"data as long", [&] { reg.SetRegData(Bytes(20, 1)); }, false},
+      {"another byte", [&] { reg.SetData(20, 1); }, true},
+      {"a changed byte", [&] { reg.SetData(20, 2); }, false},
   };
   for (const auto& c : cases) {
     const std::uint64_t former = regs.LayoutRevision();
