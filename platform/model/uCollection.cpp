@@ -49,10 +49,6 @@ void TCollectionItem::Changed(bool allItems) {
   if (fCollection != nullptr) fCollection->ItemChanged(allItems ? nullptr : this);
 }
 
-void TCollectionItem::CheckThread() const {
-  if (fCollection != nullptr) fCollection->CheckThread();
-}
-
 void TCollectionItem::Introduce() {
   if (fCollection != nullptr) fCollection->Added(*this);
 }
@@ -127,11 +123,9 @@ void TCollection::Update(TCollectionItem* /*item*/) noexcept {}
 
 void TCollection::Added(TCollectionItem& /*item*/) {}
 
-void TCollection::CheckThread() const {
-  if (!fThread.IsHere()) {
-    throw EThreadError(std::string(ClassName()) +
-                       " is used from another thread than the one that made it");
-  }
+void TCollection::RefuseThread() const {
+  throw EThreadError(std::string(ClassName()) +
+                     " is used from another thread than the one that made it");
 }
 
 void TCollection::FreeItems() {

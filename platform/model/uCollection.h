@@ -104,11 +104,14 @@ class TCollection : public TPersistent {
   /// item has entered and has its defaults. The base does nothing.
   virtual void Added(TCollectionItem& item);
   /// EThreadError when called from another thread than the one that made this collection.
-  void CheckThread() const;
+  void CheckThread() const {
+    if (!fThread.IsHere()) RefuseThread();
+  }
 
  private:
   friend class TCollectionItem;
 
+  [[noreturn]] void RefuseThread() const;
   void FreeItems();
   void InsertItem(TCollectionItem& item);
   void RemoveItem(TCollectionItem& item) noexcept;
@@ -125,6 +128,10 @@ class TCollection : public TPersistent {
   bool fChangedInUpdate = false;
   TThreadMark fThread;
 };
+
+inline void TCollectionItem::CheckThread() const {
+  if (fCollection != nullptr) fCollection->CheckThread();
+}
 
 /// Gathers the changes of a collection for as long as this lives.
 class TUpdate {

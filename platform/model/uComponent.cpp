@@ -71,8 +71,7 @@ void TComponent::FreeNotification(TComponent& other) {
 
 void TComponent::Notification(TComponent& /*component*/, TOperation /*operation*/) {}
 
-void TComponent::CheckThread() const {
-  if (fThread.IsHere()) return;
+void TComponent::RefuseThread() const {
   throw EThreadError(std::string(ClassName()) + (fName.empty() ? "" : " " + fName) +
                      " is used from another thread than the one that made it");
 }

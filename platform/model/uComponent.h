@@ -54,7 +54,9 @@ class TComponent : public TPersistent {
   virtual void Notification(TComponent& component, TOperation operation);
 
   /// EThreadError when called from another thread than the one that made this component.
-  void CheckThread() const;
+  void CheckThread() const {
+    if (!fThread.IsHere()) RefuseThread();
+  }
 
   static const TClassInfo& StaticClass();
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
@@ -72,6 +74,7 @@ class TComponent : public TPersistent {
   void BeginDestroy() noexcept;
 
  private:
+  [[noreturn]] void RefuseThread() const;
   void Insert(TComponent& component);
   void Remove(TComponent& component) noexcept;
   void TellOfRemoval() noexcept;
