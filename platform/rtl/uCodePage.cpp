@@ -4,6 +4,8 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "platform/rtl/uCodePageTables.h"
 #include "platform/rtl/uException.h"
@@ -50,6 +52,20 @@ std::atomic<const TCodePage*>& Page() {
   return page;
 }
 
+// The count of ASCII bytes in front, most often all: eight at a time, which takes a third of the
+// time of a text.
+std::size_t AsciiLength(TByteView data) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::size_t length = 0;
+  std::uint64_t eight = 0;
+  for (; length + sizeof eight <= data.size(); length += sizeof eight) {
+    std::memcpy(&eight, data.data() + length, sizeof eight);
+    if ((eight & kHighBits) != 0) break;
+  }
+  while (length < data.size() && data[length] < 0x80) ++length;
+  return length;
+}
+
 }  // namespace
 
 int AnsiCodePage() { return Page().load()->number; }
@@ -61,17 +77,23 @@ void SetAnsiCodePage(int codePage) {
 }
 
 std::string AnsiToUtf8(TByteView data) {
-  const TCodePage& page = *Page().load();
   std::string text;
-  text.reserve(data.size());
-  for (const std::uint8_t byte : data) {
+  AppendAnsi(text, data);
+  return text;
+}
+
+void AppendAnsi(std::string& text, TByteView data) {
+  const std::size_t ascii = AsciiLength(data);
+  text.append(reinterpret_cast<const char*>(data.data()), ascii);
+  if (ascii == data.size()) return;
+  const TCodePage& page = *Page().load();
+  for (const std::uint8_t byte : data.subspan(ascii)) {
     if (byte < 0x80) {
       text += static_cast<char>(byte);
     } else {
       Utf8Append(text, page.high[byte - std::size_t{0x80}]);
     }
   }
-  return text;
 }
 
 int AnsiCodePageOfLocale(std::string_view locale) {

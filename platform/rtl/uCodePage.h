@@ -19,6 +19,7 @@ void SetAnsiCodePage(int codePage);
 /// Decodes bytes with the ANSI code page. Never fails and loses no byte: one that the page leaves
 /// undefined becomes the control character of the same number.
 std::string AnsiToUtf8(TByteView data);
+void AppendAnsi(std::string& text, TByteView data);
 
 /// The page that programs with one-byte texts use for the language of a POSIX locale name such as
 /// "ru_RU.UTF-8": 1252 where no other is known.

@@ -153,11 +153,16 @@ void AppendPlain(std::string& text, bool negative, std::uint64_t number, int dec
   std::array<char, 40> plain{};
   char* end = plain.begin();
   if (negative && number > 0) *end++ = '-';
-  const auto power = static_cast<std::uint64_t>(PowerOfTen(decimals));
-  end = std::to_chars(end, plain.end(), number / power).ptr;
-  if (decimals > 0) {
-    char* const separator = end;  // a 1 in its place keeps the zeros behind it
-    end = std::to_chars(end, plain.end(), number % power + power).ptr;
+  const auto append = [&](std::uint64_t whole) {
+    end = std::to_chars(end, plain.end(), whole).ptr;
+  };
+  if (decimals == 0) {
+    append(number);
+  } else {
+    const auto power = static_cast<std::uint64_t>(PowerOfTen(decimals));
+    append(number / power);
+    char* const separator = end;
+    append(number % power + power);  // the digit too many keeps the zeros behind it
     *separator = DecimalSeparator();
   }
   text.append(plain.begin(), end);

@@ -10,6 +10,7 @@ namespace OrvixModBus {
 
 double SimpleRoundTo(double value, int digit) {
   if (digit > std::numeric_limits<double>::max_exponent10) return std::isfinite(value) ? 0 : value;
+  if (digit == 0) return std::round(value);
   const double power = PowerOfTen(std::abs(digit));
   // Dividing by 100 gives the double nearest to the decimal number; multiplying by 0.01 does not.
   const double scaled = digit < 0 ? value * power : value / power;

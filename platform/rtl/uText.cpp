@@ -58,12 +58,7 @@ bool Contains(std::string_view set, std::string_view character) {
 
 }  // namespace
 
-std::string Trim(std::string_view text) {
-  const auto kept = [](char c) { return static_cast<unsigned char>(c) > ' '; };
-  const auto first = std::find_if(text.begin(), text.end(), kept);
-  const auto last = std::find_if(text.rbegin(), std::make_reverse_iterator(first), kept).base();
-  return std::string(first, last);
-}
+std::string Trim(std::string_view text) { return std::string(Trimmed(text)); }
 
 TStringDynArray Split(std::string_view text, char separator) {
   return SplitWhere(text, [&](std::size_t from) { return TFound{text.find(separator, from), 1}; });

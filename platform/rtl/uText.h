@@ -12,6 +12,15 @@ namespace OrvixModBus {
 
 /// The text without blanks and control characters (everything up to the blank) at both ends.
 std::string Trim(std::string_view text);
+/// That part of a text, or of the bytes of one in an ANSI code page: std::string_view or TByteView.
+template <class TView>
+TView Trimmed(TView view) {
+  const auto isDropped = [](auto c) { return static_cast<unsigned char>(c) <= ' '; };
+  auto first = view.begin(), last = view.end();
+  while (last != first && isDropped(last[-1])) --last;
+  while (first != last && isDropped(*first)) ++first;
+  return TView(first, last);
+}
 
 /// Every part between separators, empty ones too; an empty text gives no part.
 TStringDynArray Split(std::string_view text, char separator);
