@@ -26,7 +26,8 @@ class THandleWait {
   THandleWait();
 
   /// Waits until a handle is ready for what is wanted or timeout has passed (negative: no
-  /// limit), and fills in Ready. A signal ends the wait early, with nothing ready.
+  /// limit), and fills in Ready. A signal ends the wait early, with nothing ready, and so may the
+  /// last millisecond of a long one.
   void Wait(std::span<TWaitItem> items, std::chrono::nanoseconds timeout);
 
  private:

@@ -65,6 +65,7 @@ extern "C" {
 int __real_open(const char* name, int flags, ...);
 ssize_t __real_read(int handle, void* bytes, std::size_t count);
 ssize_t __real_write(int handle, const void* bytes, std::size_t count);
+int __real_poll(pollfd* handles, nfds_t count, int timeout);
 int __real_ppoll(pollfd* handles, nfds_t count, const timespec* timeout, const sigset_t* mask);
 int __real_ioctl(int handle, unsigned long request, ...);
 int __real_flock(int handle, int operation);
@@ -94,6 +95,10 @@ ssize_t __wrap_write(int handle, const void* bytes, std::size_t count) {
     return -1;
   }
   return __real_write(handle, bytes, fault == 0 ? count : std::min<std::size_t>(count, 1));
+}
+
+int __wrap_poll(pollfd* handles, nfds_t count, int timeout) {
+  return Fails(ECall::Poll) ? -1 : __real_poll(handles, count, timeout);
 }
 
 int __wrap_ppoll(pollfd* handles, nfds_t count, const timespec* timeout, const sigset_t* mask) {
