@@ -124,7 +124,7 @@ class TWritingByEmulation : public TWriting {
 };
 
 TEST(FailingMemory, ReadingALetter) { WalkAllocations<TReading>(60); }
-TEST(FailingMemory, ReadingALetterAgain) { WalkAllocations<TReadingAgain>(10); }
+TEST(FailingMemory, ReadingALetterAgain) { WalkAllocations<TReadingAgain>(5); }
 TEST(FailingMemory, ReadingALetterByEmulation) { WalkAllocations<TReadingByEmulation>(20); }
 TEST(FailingMemory, WritingALetter) { WalkAllocations<TWriting>(40); }
 TEST(FailingMemory, WritingALetterByEmulation) { WalkAllocations<TWritingByEmulation>(20); }
