@@ -272,10 +272,11 @@ void TMBLetter::SendWrite(const TMBReg& reg, std::uint8_t offset, const Bytes& d
         func, [&](TMBClient& client) { client.Write(func, adress, value, this); }, error);
   };
   const std::uint32_t adress = reg.Adress() + offset;
-  if (!IsSingleWrite(func)) return write(adress, data);
+  const std::size_t count = std::min<std::size_t>(reg.GetRegsCount(), data.size() / 2);
+  const bool whole = count == 1 && data.size() == 2;
+  if (!IsSingleWrite(func) || whole) return write(adress, data);
   const TRef<TMBLetter> self(this);
   const Bytes all = data;
-  const std::size_t count = std::min<std::size_t>(reg.GetRegsCount(), all.size() / 2);
   for (std::size_t k = 0; k < count && self && fClient; ++k) {
     write(adress + static_cast<std::uint32_t>(k), {all[2 * k], all[2 * k + 1]});
   }
@@ -299,28 +300,32 @@ void TMBLetter::WriteRegs(TMBRegList list) {
 
 void TMBLetter::WriteRegsF10(std::span<const std::string> names) {
   if (names.empty()) return;
-  TMBRegList list;
+  TMBRegList list = std::exchange(fList, {});
+  list.clear();
   for (const std::string& name : names) {
     list.push_back(fRegs.GetItemByName(name));
     if (list.back() == nullptr) throw Exception("Regs with name " + name + " not in regs list");
   }
   if (!ChekSameMBFuncRead(list)) throw Exception("Not all regs have write function $10");
   SortMBRegs(list);
-  Bytes data;
+  Bytes data = std::exchange(fData, {});
+  data.clear();
   for (std::size_t i = 0; i < list.size(); ++i) {
     // On purpose: only the address before is cut to 16 bits.
     if (i > 0 && list[i]->Adress() - (list[i - 1]->Adress() & 0xFFFF) != 1) {
       throw Exception("Max hole between regs must be 0");
     }
-    const auto bytes = list[i]->Data();
+    const auto& bytes = list[i]->Data();
     if (bytes.size() < 2) {
       throw Exception("Reg " + list[i]->Name() + " has fewer than the 2 bytes that are written");
     }
     data.insert(data.end(), bytes.begin(), bytes.begin() + 2);
   }
-  TMBReg group(nullptr);
-  group.Assign(*list.front());
-  WriteReg(&group, 0, data);
+  TMBReg* const first = list.front();
+  fList = std::move(list);
+  const TRef<TMBLetter> self(this);
+  WriteReg(first, 0, data);
+  if (self) fData = std::move(data);
 }
 
 void TMBLetter::WriteAllF66F65(const TMBRegList& list) { WriteBlocks(list, {}); }

@@ -226,6 +226,8 @@ class TMBLetter : public TComponent {
   TMBRegPlaces fReadPlaces;
   TMBRegPlaces fWritePlaces;
   std::vector<TRef<TMBReg>> fFound;
+  TMBRegList fList;  // fList and fData are used again, so that writing takes no memory
+  Bytes fData;
   std::shared_ptr<const TMBGroupList> fAllReadGroups;  // of the layout of that revision
   std::uint64_t fAllReadGroupsRevision = 0;
   std::array<std::uint32_t, 129> fWaitQueue{};
