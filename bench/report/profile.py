@@ -6,15 +6,15 @@ import shutil
 import subprocess
 import tempfile
 
-from .line import arguments_of, title
+from .line import WIRES, arguments_of, on_wire, title
 from .table import table
 from .trial import BUILD, MASTER_CORE, NAMES, one_core, pinned, trial
 
 MOST = 12  # functions of a profile
 
 
-def perf(file):
-    return ["perf", "record", "-q", "-e", "cpu-clock:u", "-F", "5000", "-o", file, "--"]
+def perf(file, event="cpu-clock:u"):
+    return ["perf", "record", "-q", "-e", event, "-F", "5000", "-o", file, "--"]
 
 
 def functions(file):
@@ -29,13 +29,19 @@ def functions(file):
 
 def show(what, found):
     rows = [[f"{share} %", f"`{name[:90]}`"] for share, name in found]
-    return f"{what}\n\n" + table(["user time", "function"], rows) + "\n"
+    return f"{what}\n\n" + table(["time", "function"], rows) + "\n"
 
 
 def of_row(master, workload):
     with tempfile.NamedTemporaryFile(suffix=".perf") as file, one_core():
         trial(master, [*arguments_of(workload), "--seconds", "1"], wrapper=perf(file.name))
         return show(f"{NAMES[master]}, {title(workload)}:", functions(file.name))
+
+
+def of_lines():
+    with tempfile.NamedTemporaryFile(suffix=".perf") as file:
+        on_wire("letter", *WIRES["115200"], 0, 64, 1, wrapper=perf(file.name, "cpu-clock"))
+        return show("64 lines in one thread, the kernel included:", functions(file.name))
 
 
 def of_kind(kind):
@@ -46,7 +52,7 @@ def of_kind(kind):
         return show(f"Decoding of {kind}:", functions(file.name))
 
 
-PROFILES = {"row": of_row, "kind": of_kind}
+PROFILES = {"row": of_row, "kind": of_kind, "lines": of_lines}
 
 
 def of_unmet(goals):

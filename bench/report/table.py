@@ -28,6 +28,12 @@ def table(head, rows):
     return "\n".join(lines) + "\n"
 
 
+def figure(value, pattern, limit):
+    """limit: what the bare master reaches on this machine."""
+    shown = pattern.format(value)
+    return shown if limit is None else f"{shown} (bare master {pattern.format(limit)})"
+
+
 class Goals:
     """What was to be reached, and whether it was: never more than the figures say."""
 
@@ -41,11 +47,11 @@ class Goals:
         if not met and why is not None:
             self.unmet.append(why)
 
-    def at_least(self, text, value, goal, pattern="{:.2f}", why=None):
-        self.add(text, pattern.format(value), value >= goal, why)
+    def at_least(self, text, value, goal, pattern="{:.2f}", why=None, limit=None):
+        self.add(text, figure(value, pattern, limit), value >= goal, why)
 
-    def at_most(self, text, value, goal, pattern="{:.2f}", why=None):
-        self.add(text, pattern.format(value), value <= goal, why)
+    def at_most(self, text, value, goal, pattern="{:.2f}", why=None, limit=None):
+        self.add(text, figure(value, pattern, limit), value <= goal, why)
 
     def show(self):
         return table(("goal", "figure", ""), self.rows)
