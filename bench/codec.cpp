@@ -1,4 +1,4 @@
-// What decoding costs: each kind of type as a register of a running letter decodes it, against the
+// What decoding costs: each kind of type as a register of a letter decodes it, against the
 // least that gives the same value - the same bytes decoded by hand, by somebody who knows this one
 // type, and written by std::to_chars. Both get the same bytes in turn and store into a value that
 // is used again; before anything is measured, they must agree on many more values. LookUp is the
@@ -220,7 +220,7 @@ void DescribeNothing(TMBTypeInfo& /*types*/, const std::string& /*name*/) {}
 
 // The types measured stand among others.
 void DescribeOthers(TMBTypeInfo& types) {
-  for (int i = 0; i < 10; ++i) {
+  for (int i = 0; i < 100; ++i) {
     AddNumber(types, TypeName(i), 0.1);
     DescribeModes(types, TypeName(i));
     DescribeStates(types, TypeName(i));
@@ -324,7 +324,7 @@ constexpr TKind kKinds[] = {
     {"text", TRegType::rtStr, DescribeNothing, TextOf, LeastText},
 };
 
-constexpr char kTypeName[] = "Measured at boiler 0007";
+const std::string kTypeName = "Measured at boiler 0007";
 
 // A register of a letter, with the catalogue that decodes it.
 class TOurs {
@@ -339,10 +339,9 @@ class TOurs {
     fReg.SetRegsCount(static_cast<std::uint8_t>(kind.Sample(0).size() / 2));
   }
 
-  // As a letter stores a reply: byte by byte.
+  // The bytes at once. One by one, as SetData takes them, is for those who watch each.
   const TRegValue& operator()(const Bytes& sample) {
-    std::uint16_t index = 0;
-    for (const std::uint8_t byte : sample) fReg.SetData(index++, byte);
+    fReg.SetRegData(sample);
     fReg.DataToValue();
     return fReg.Value();
   }

@@ -26,7 +26,7 @@ void CheckLength(TByteView data, std::size_t wanted) {
 double FixedPoint(TByteView data, std::size_t intBytes, std::size_t fracBytes, std::size_t start) {
   CheckLength(data, start + intBytes + fracBytes);
   const auto sum = static_cast<double>(BigEndian(data.subspan(start, intBytes + fracBytes)));
-  return std::ldexp(sum, -8 * static_cast<int>(fracBytes));
+  return fracBytes == 0 ? sum : std::ldexp(sum, -8 * static_cast<int>(fracBytes));
 }
 
 // Adds 1 to a big-endian number; a carry out of its first byte is lost.
@@ -92,10 +92,6 @@ void TMBLib::ReverseBytes(const void* source, void* dest, int count) {
   const auto* first = static_cast<const std::uint8_t*>(source);
   if (count > 0) std::reverse_copy(first, first + count, static_cast<std::uint8_t*>(dest));
 }
-
-bool TMBLib::InRange(double value, double min, double max) { return min <= value && value <= max; }
-
-void TMBLib::ClearValue(TRegValue& v) { v = TRegValue(); }
 
 double TMBLib::ByteArToReal(TByteView data, std::uint8_t intBytes, std::uint8_t fracBytes,
                             std::uint8_t startIndex) {

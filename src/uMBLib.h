@@ -51,8 +51,13 @@ class TMBLib : public TObject {
   /// Copies count bytes in reverse order; the areas must not overlap. Count <= 0 does nothing.
   static void ReverseBytes(const void* source, void* dest, int count);
   /// Both bounds belong to the range.
-  static bool InRange(double value, double min, double max);
-  static void ClearValue(TRegValue& v);
+  static bool InRange(double value, double min, double max) { return min <= value && value <= max; }
+  /// The text keeps its room.
+  static void ClearValue(TRegValue& v) {
+    v.Srt.clear();
+    v.Int = TRegValue::kClearedInt;
+    v.R = TRegValue::kClearedReal;
+  }
 
   // Fixed-point reals: intBytes before the point, fracBytes behind it. The readers throw "Length
   // of data byte array error" when data is too short.

@@ -150,7 +150,7 @@ void TMBReg::SetData(std::uint16_t index, std::uint8_t value) {
   } else {
     fData[index] = value;
   }
-  DoOnDataChange();
+  if (OnDataChange) DoOnDataChange();
 }
 
 std::uint8_t TMBReg::GetData(std::uint16_t index) const {
@@ -178,9 +178,9 @@ std::string TMBReg::DataToStr() const { return Trim(TMBLib::ByteArToStr(fData, 0
 void TMBReg::DataToValue() {
   CheckThread();
   const bool byHandlers = fTypeInfo ? fTypeInfo->HasHandlers() : fRegType != TRegType::rtStr;
-  if (byHandlers) return DecodeByHandlers();
+  if (byHandlers) [[unlikely]] return DecodeByHandlers();
   if (fTypeInfo) {
-    OwnValue() = fTypeInfo->DataToValue(fRegType, RegTypeName(), fData, fName, -1);
+    OwnValue() = fTypeInfo->Decode(fRegType, RegTypeName(), fData);
   } else {
     OwnValue().Srt = DataToStr();
   }
@@ -292,7 +292,6 @@ void TMBReg::Moved() {
 }
 
 void TMBReg::DoOnDataChange() {
-  if (!OnDataChange) return;
   const TRef<TMBReg> self(this);  // the handler may delete its register
   OnDataChange(*this);
   if (self) Changed(false);

@@ -1,25 +1,21 @@
 #include "uMBTypeInfo.h"
 
+#include <cstddef>
+
+#include "platform/rtl/uCodePage.h"
 #include "platform/rtl/uNumText.h"
 #include "platform/rtl/uText.h"
 
 namespace OrvixModBus {
 namespace {
 
-TRegValue TextValue(const Bytes& data) {
-  TRegValue result;
-  result.Srt = Trim(TMBLib::ByteArToStr(data, 0));
-  return result;
-}
-
 // On purpose little-endian, unlike all other register data.
-TRegValue CodeValue(const Bytes& data) {
-  TRegValue result;
-  if (data.size() > sizeof(std::uint32_t)) return result;
-  const Bytes bigEndian(data.rbegin(), data.rend());
-  result.Int = static_cast<std::int32_t>(TMBLib::ByteArToCardinal(bigEndian));
-  result.Srt = IntToStr(result.Int);
-  return result;
+void DecodeCode(TByteView data, TRegValue& value) {
+  if (data.size() > sizeof(std::uint32_t)) return;
+  std::uint32_t code = 0;
+  for (std::size_t i = data.size(); i > 0; --i) code = code << 8 | data[i - 1];
+  value.Int = static_cast<std::int32_t>(code);
+  AppendInt(value.Srt, value.Int);
 }
 
 }  // namespace
@@ -38,7 +34,22 @@ TRegValue TMBTypeInfo::DataToValue(TRegType regType, const std::string& typeName
     if (done) return result;
     if (!alive) return {};
   }
-  return Decode(regType, typeName, data, regName);
+  if (regType == TRegType::rtNone) return OnNoneType(regName, data);
+  return Decode(regType, typeName, data);
+}
+
+const TRegValue& TMBTypeInfo::Decode(TRegType regType, const std::string& typeName,
+                                     TByteView data) {
+  CheckThread();
+  ClearValue(fDecoded);
+  if (regType == TRegType::rtStr) {
+    AppendAnsi(fDecoded.Srt, Trimmed(data));
+  } else if (regType == TRegType::rtStructur) {
+    DecodeCode(data, fDecoded);
+  } else if (const TMBRegTypeColItem* const item = Description(regType, typeName)) {
+    item->Decode(data, fDecoded);
+  }
+  return fDecoded;
 }
 
 std::string TMBTypeInfo::ConstraintStr(TRegType regType, const std::string& typeName) const {
@@ -63,21 +74,6 @@ void TMBTypeInfo::Assign(const TPersistent& source) {
   SetTypeLists(other->fTypeLists);
   SetTypeBins(other->fTypeBins);
   SetTypeNumbers(other->fTypeNumbers);
-}
-
-TRegValue TMBTypeInfo::Decode(TRegType regType, const std::string& typeName, const Bytes& data,
-                              const std::string& regName) const {
-  switch (regType) {
-    case TRegType::rtNone:
-      return OnNoneType(regName, data);
-    case TRegType::rtStr:
-      return TextValue(data);
-    case TRegType::rtStructur:
-      return CodeValue(data);
-    default:
-      const TMBRegTypeColItem* const item = Description(regType, typeName);
-      return item != nullptr ? item->DataToValue(data) : TRegValue();
-  }
 }
 
 const TMBRegTypeColItem* TMBTypeInfo::Description(TRegType regType,

@@ -51,6 +51,9 @@ class TMBTypeInfo : public TComponent {
   /// is for the handlers; bitNum is always -1. Raises what a number's DataToValue raises.
   TRegValue DataToValue(TRegType regType, const std::string& typeName, const Bytes& data,
                         const std::string& regName, std::int32_t bitNum);
+  /// What DataToValue gives while there is no handler: by the descriptions alone. Valid until the
+  /// next decoding; copied into a value that is used again, it takes no memory as a rule.
+  const TRegValue& Decode(TRegType regType, const std::string& typeName, TByteView data);
   /// The allowed values of a list, bit field or number in one line; empty for all others.
   std::string ConstraintStr(TRegType regType, const std::string& typeName) const;
   /// Sets the three values that together mean that there is no value.
@@ -64,10 +67,9 @@ class TMBTypeInfo : public TComponent {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  private:
-  TRegValue Decode(TRegType regType, const std::string& typeName, const Bytes& data,
-                   const std::string& regName) const;
   const TMBRegTypeColItem* Description(TRegType regType, const std::string& typeName) const;
 
+  TRegValue fDecoded;  // used again by every decoding
   // Destroyed from the lists to the structures.
   TMBRegTypeStructurs fTypeStructurs{this};
   TMBRegTypeNumbers fTypeNumbers{this};

@@ -10,9 +10,19 @@
 namespace OrvixModBus {
 namespace {
 
+constexpr std::int32_t kKnownBits = 2000;  // of the longest register; others are rare
+
 // Bit 0 in the last byte, for a bit inside data of any length.
-bool IsSet(const Bytes& data, std::size_t bit) {
+bool IsSet(TByteView data, std::size_t bit) {
   return (data[data.size() - 1 - bit / 8] >> (bit % 8) & 1) != 0;
+}
+
+// The part of "text0|text1" for a state.
+std::string_view StateOf(std::string_view texts, bool state) {
+  const auto bar = texts.find('|');
+  if (!state) return texts.substr(0, bar);
+  if (bar == std::string_view::npos) return {};
+  return texts.substr(bar + 1, texts.find('|', bar + 1) - bar - 1);
 }
 
 bool CheckedBit(const Bytes& data, std::int32_t bit, bool hiFirst) {
@@ -47,18 +57,15 @@ std::string TMBRegTypeBin::BitValues(std::int32_t key) const {
   return Format("0: %s; 1: %s", {StateText(key, false), StateText(key, true)});
 }
 
-TRegValue TMBRegTypeBin::DataToValue(const Bytes& data) const {
-  TRegValue result;
+void TMBRegTypeBin::Decode(TByteView data, TRegValue& value) const {
   if (data.size() <= sizeof(std::uint32_t)) {
-    result.Int = static_cast<std::int32_t>(TMBLib::ByteArToCardinal(data));
+    value.Int = static_cast<std::int32_t>(TMBLib::ByteArToCardinal(data));
   }
   const std::size_t bits = data.size() * 8;
-  result.Srt.reserve(bits * 4);  // most texts are short, many bits have none
   for (std::size_t bit = 0; bit < bits; ++bit) {
-    if (bit > 0) result.Srt.push_back('|');
-    result.Srt.append(StateText(static_cast<std::int32_t>(bit), IsSet(data, bit)));
+    if (bit > 0) value.Srt.push_back('|');
+    value.Srt.append(StateText(data, bit));
   }
-  return result;
 }
 
 TRegValue TMBRegTypeBin::BitNumToValue(const Bytes& data, std::int32_t bitNum, bool getStr) const {
@@ -114,11 +121,19 @@ void TMBRegTypeBin::Assign(const TPersistent& source) {
 }
 
 std::string_view TMBRegTypeBin::StateText(std::int32_t bit, bool state) const {
-  const std::string_view texts = fDictionary.Find(bit);
-  const auto bar = texts.find('|');
-  if (!state) return texts.substr(0, bar);
-  if (bar == std::string_view::npos) return {};
-  return texts.substr(bar + 1, texts.find('|', bar + 1) - bar - 1);
+  if (bit < 0 || bit >= kKnownBits) return StateOf(fDictionary.Find(bit), state);
+  const auto place = static_cast<std::size_t>(bit);
+  if (place >= fStates.size() || fStatesRevision != Dictionary().Revision()) LearnStates(place + 1);
+  return fStates[place][state ? 1 : 0];
+}
+
+void TMBRegTypeBin::LearnStates(std::size_t count) const {
+  if (fStatesRevision != Dictionary().Revision()) fStates.clear();
+  fStatesRevision = Dictionary().Revision();
+  for (std::size_t bit = fStates.size(); bit < count; ++bit) {
+    const std::string_view texts = fDictionary.Find(static_cast<std::int32_t>(bit));
+    fStates.push_back({StateOf(texts, false), StateOf(texts, true)});
+  }
 }
 
 const TClassInfo& TMBRegTypeBin::StaticClass() {

@@ -1,9 +1,12 @@
 #pragma once
 // uMBTypeInfo_Bins: bit fields - a name and two state texts for each bit of a register.
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "uMBTypeInfo_Items.h"
 #include "uMBTypeInfo_Texts.h"
@@ -34,11 +37,18 @@ class TMBRegTypeBin : public TMBRegTypeColItem {
   std::string Value(std::int32_t key, bool binValue) const { return GetValue(key, binValue); }
   /// The text for the other state stays.
   void SetValue(std::int32_t key, bool binValue, const std::string& value);
+  /// The text for the state that a bit has in data, which must hold it. Valid until Dictionary
+  /// changes.
+  std::string_view StateText(TByteView data, std::size_t bit) const {
+    const bool state = (data[data.size() - 1 - bit / 8] >> bit % 8 & 1) != 0;
+    const bool known = bit < fStates.size() && fStatesRevision == Dictionary().Revision();
+    return known ? fStates[bit][state ? 1 : 0] : StateText(static_cast<std::int32_t>(bit), state);
+  }
   /// "0: Closed; 1: Open".
   std::string BitValues(std::int32_t key) const;
 
-  /// The state texts of all bits of data, from bit 0, with "|" between them.
-  TRegValue DataToValue(const Bytes& data) const override;
+  /// DataToValue: the state texts of all bits of data, from bit 0, with "|" between them.
+  void Decode(TByteView data, TRegValue& value) const override;
   /// Bit bitNum alone, its text only with getStr. Exception "BitNum error" past the data.
   TRegValue BitNumToValue(const Bytes& data, std::int32_t bitNum, bool getStr) const;
   /// The names of the set bits. On purpose: bits 0 to (bytes - 1) * 8 only.
@@ -58,9 +68,13 @@ class TMBRegTypeBin : public TMBRegTypeColItem {
 
  private:
   std::string_view StateText(std::int32_t bit, bool state) const;
+  void LearnStates(std::size_t count) const;
 
   TMBRegTypeTexts fDictionary;
   TMBRegTypeTexts fBits;
+  // The texts for 0 and 1 of the first bits, as of a revision of the dictionary.
+  mutable std::vector<std::array<std::string_view, 2>> fStates;
+  mutable std::uint64_t fStatesRevision = 0;
 };
 
 class TMBRegTypeBins : public TMBRegTypeNamed<TMBRegTypeBin> {

@@ -25,7 +25,13 @@ void TMBRegTypeColItem::SetDisplayName(const std::string& value) {
   TCollectionItem::SetDisplayName(value);
 }
 
-TRegValue TMBRegTypeColItem::DataToValue(const Bytes& /*data*/) const { return {}; }
+TRegValue TMBRegTypeColItem::DataToValue(const Bytes& data) const {
+  TRegValue value;
+  Decode(data, value);
+  return value;
+}
+
+void TMBRegTypeColItem::Decode(TByteView /*data*/, TRegValue& /*value*/) const {}
 
 Variant TMBRegTypeColItem::StrToVar(const std::string& /*str*/) const {
   RefuseOperation(*this, "StrToVar");

@@ -1,6 +1,8 @@
 #pragma once
 // uMBTypeInfo_Items: what all type descriptions and their collections have in common.
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
@@ -66,7 +68,10 @@ class TMBRegTypeColItem : public TCollectionItem {
   void SetRegType(TRegType value) { Store(fRegType, value); }
 
   /// The bytes decoded; the cleared value in this base and for what the type has no value for.
-  virtual TRegValue DataToValue(const Bytes& data) const;
+  TRegValue DataToValue(const Bytes& data) const;
+  /// What DataToValue does, for descendants to override: into a cleared value, whose text may have
+  /// room from an earlier one. After a throw it may hold a part of the value.
+  virtual void Decode(TByteView data, TRegValue& value) const;
   /// A text entered by a person; raises when the type has no such value, in this base always.
   virtual Variant StrToVar(const std::string& str) const;
   /// The allowed values in one line; raises in this base.
@@ -112,8 +117,12 @@ class TMBRegTypeNamed : public TMBRegTypeItems<TItem> {
   /// Nil when there is none. Costs the same in a long catalogue as in a short one.
   TItem* GetItemByName(const std::string& name) const {
     if (fRevision != this->Revision()) Learn();
+    // Registers of one type share its name, or ask one after the other.
+    TItem*& recent =
+        fRecent[reinterpret_cast<std::uintptr_t>(&name) / sizeof(std::string) % kRecent];
+    if (recent != nullptr && recent->Name() == name) return recent;
     const auto found = fByName.find(name);
-    return found != fByName.end() ? found->second : nullptr;
+    return found != fByName.end() ? recent = found->second : nullptr;
   }
   TItem* ItemByName(const std::string& name) const { return GetItemByName(name); }
   /// Assigns value to the item of that name, if there is one.
@@ -123,6 +132,7 @@ class TMBRegTypeNamed : public TMBRegTypeItems<TItem> {
 
  private:
   void Learn() const {
+    fRecent.fill(nullptr);
     fByName.clear();
     for (int i = 0; i < this->Count(); ++i) {
       fByName.try_emplace(this->Items(i)->Name(), this->Items(i));
@@ -133,6 +143,9 @@ class TMBRegTypeNamed : public TMBRegTypeItems<TItem> {
   // The items' own names, as of a revision: every change of a name or of the list makes a new one.
   mutable std::unordered_map<std::string_view, TItem*> fByName;
   mutable std::uint64_t fRevision = 0;
+  // Of these the items found last, by the place of the name that was asked for.
+  static constexpr std::size_t kRecent = 16;
+  mutable std::array<TItem*, kRecent> fRecent{};
 };
 
 }  // namespace OrvixModBus

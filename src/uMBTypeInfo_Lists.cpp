@@ -10,12 +10,10 @@ TMBRegTypeList::TMBRegTypeList(TCollection* collection)
   Introduce();
 }
 
-TRegValue TMBRegTypeList::DataToValue(const Bytes& data) const {
-  TRegValue result;
-  if (data.size() > sizeof(std::uint32_t)) return result;
-  result.Int = static_cast<std::int32_t>(TMBLib::ByteArToCardinal(data));
-  result.Srt = fDictionary.Find(result.Int);
-  return result;
+void TMBRegTypeList::Decode(TByteView data, TRegValue& value) const {
+  if (data.size() > sizeof(std::uint32_t)) return;
+  value.Int = static_cast<std::int32_t>(TMBLib::ByteArToCardinal(data));
+  value.Srt = fDictionary.Find(value.Int);
 }
 
 Variant TMBRegTypeList::StrToVar(const std::string& str) const {

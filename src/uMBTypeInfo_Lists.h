@@ -25,7 +25,7 @@ class TMBRegTypeList : public TMBRegTypeColItem {
   /// An empty name removes the code.
   void SetValue(std::int32_t key, const std::string& value) { fDictionary.Set(key, value); }
 
-  TRegValue DataToValue(const Bytes& data) const override;
+  void Decode(TByteView data, TRegValue& value) const override;
   /// On purpose: takes a code, not a name. TListIndexException for what is no code,
   /// TListBoundException for a code without a name.
   Variant StrToVar(const std::string& str) const override;

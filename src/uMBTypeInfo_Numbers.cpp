@@ -22,8 +22,9 @@ bool IsMissing(TByteView bytes) {
 }
 
 bool IsInt32(double value) {
-  return value == std::trunc(value) && value >= std::numeric_limits<std::int32_t>::min() &&
-         value <= std::numeric_limits<std::int32_t>::max();
+  return value >= std::numeric_limits<std::int32_t>::min() &&
+         value <= std::numeric_limits<std::int32_t>::max() &&
+         value == static_cast<std::int32_t>(value);
 }
 
 // The fractional part of the exact product, rounded once.
@@ -48,22 +49,22 @@ void TMBRegTypeNumber::SetStep(double value) {
   fPrecision = static_cast<std::int8_t>(-NumAfterPoint(value));
 }
 
-TRegValue TMBRegTypeNumber::DataToValue(const Bytes& data) const {
-  TRegValue result;
+void TMBRegTypeNumber::Decode(TByteView data, TRegValue& value) const {
   const TByteView bytes = OwnBytes(data);
   if (IsMissing(bytes)) {
-    result.Srt.assign(1, '-');
-    return result;
+    value.Srt.assign(1, '-');
+    return;
   }
   const double raw = fMinValue >= 0 ? TMBLib::ByteArToReal(bytes, fIntPart, fRealPart, 0)
                                     : TMBLib::ByteArToSignedReal(bytes, fIntPart, fRealPart, 0);
-  double value = raw * fMultiplier;
-  if (fMultiplier == 1) value = SimpleRoundTo(value, fPrecision);
-  if (!TMBLib::InRange(value, fMinValue * fMultiplier, fMaxValue * fMultiplier)) return result;
-  result.Srt = fDisplayFormat.empty() ? FloatToStr(value) : Format(fDisplayFormat, {value});
-  result.R = value;
-  if (IsInt32(value)) result.Int = static_cast<std::int32_t>(value);
-  return result;
+  double number = raw * fMultiplier;
+  if (fMultiplier == 1) number = SimpleRoundTo(number, fPrecision);
+  if (!TMBLib::InRange(number, fMinValue * fMultiplier, fMaxValue * fMultiplier)) return;
+  value.R = number;
+  if (IsInt32(number)) value.Int = static_cast<std::int32_t>(number);
+  if (!fDisplayFormat.empty()) return AppendFormat(value.Srt, fDisplayFormat, {number});
+  if (IsInt32(number)) return AppendInt(value.Srt, value.Int);
+  AppendFloat(value.Srt, number);
 }
 
 Bytes TMBRegTypeNumber::ValueToData(const Variant& value, std::uint8_t /*byteCount*/) const {

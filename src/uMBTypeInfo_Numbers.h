@@ -34,10 +34,10 @@ class TMBRegTypeNumber : public TMBRegTypeColItem {
   void SetDisplayFormat(const std::string& value) { Store(fDisplayFormat, value); }
   void SetFromIndex(std::int32_t value) { Store(fFromIndex, value); }
 
-  /// "-" for two and more bytes of 255, the cleared value out of range; Int stays cleared when the
-  /// value is no 32-bit integer. Exception when the data is too short, EConvertError when
-  /// DisplayFormat takes no real.
-  TRegValue DataToValue(const Bytes& data) const override;
+  /// DataToValue: "-" for two and more bytes of 255, the cleared value out of range; Int stays
+  /// cleared when the value is no 32-bit integer. Exception when the data is too short,
+  /// EConvertError when DisplayFormat takes no real.
+  void Decode(TByteView data, TRegValue& value) const override;
   /// IntPart + RealPart bytes, whatever byteCount; neither range nor FromIndex count. EZeroDivide
   /// when Multiplier is 0, Exception for a negative number.
   Bytes ValueToData(const Variant& value, std::uint8_t byteCount) const override;

@@ -30,29 +30,60 @@ bool EndsBlock(const TMBRegTypeStructure& field, std::size_t blockSize) {
   return std::cmp_equal(field.Offset() + field.Size(), blockSize);
 }
 
-Bytes Cut(const TMBRegTypeStructure& field, const Bytes& block) {
+TByteView Cut(const TMBRegTypeStructure& field, TByteView block) {
   const int end = field.Offset() + field.Size();
   if (field.Offset() < 0 || std::cmp_greater(end, block.size())) {
     throw EArgumentOutOfRangeException(Format(
         "Structure %s, field %s: %d bytes at offset %d do not lie within a block of %d bytes",
         {field.StructurName(), field.Name(), field.Size(), field.Offset(), block.size()}));
   }
-  return Bytes(block.begin() + field.Offset(), block.begin() + end);
+  return block.subspan(static_cast<std::size_t>(field.Offset()), field.Size());
 }
 
-std::string BitTexts(const TMBRegTypeStructure& field, const Bytes& data,
-                     const TMBTypeInfo& typeInfo) {
+const TMBRegTypeBin& BinOf(const TMBRegTypeStructure& field, const TMBTypeInfo& typeInfo) {
   const TMBRegTypeBin* const bin = typeInfo.TypeBins().GetItemByName(field.RegTypeName());
   if (bin == nullptr) {
     throw Exception(Format("Structure %s, field %s: there is no bit type %s",
                            {field.StructurName(), field.Name(), field.RegTypeName()}));
   }
-  return bin->DataToValue(data).Srt;
+  return *bin;
 }
 
-void AppendParts(TStringDynArray& values, const std::string& text) {
-  for (std::string& part : Split(text, '|')) values.push_back(std::move(part));
-}
+// Writes the texts of a block, each over the one that had its place, whose room it takes.
+class TBlockTexts {
+ public:
+  explicit TBlockTexts(TStringDynArray& texts) : fTexts(texts) {}
+
+  void Add(std::string_view text) {
+    if (fCount < fTexts.size()) {
+      fTexts[fCount] = text;
+    } else {
+      fTexts.emplace_back(text);
+    }
+    ++fCount;
+  }
+  void AddParts(std::string_view text) {
+    for (const std::string& part : Split(text, '|')) Add(part);
+  }
+  void AddBits(const TMBRegTypeBin& bin, TByteView data) {
+    for (std::size_t bit = 0; bit < data.size() * 8; ++bit) Add(bin.StateText(data, bit));
+  }
+  void AddDecoded(const TMBRegTypeStructure& field, TByteView data, TMBTypeInfo& typeInfo) {
+    if (!typeInfo.HasHandlers()) {
+      return Add(typeInfo.Decode(field.RegType(), field.RegTypeName(), data).Srt);
+    }
+    // By copies: a handler may delete the field.
+    Add(typeInfo
+            .DataToValue(field.RegType(), std::string(field.RegTypeName()), ToBytes(data),
+                         std::string(field.Name()), -1)
+            .Srt);
+  }
+  void Finish() { fTexts.resize(fCount); }
+
+ private:
+  TStringDynArray& fTexts;
+  std::size_t fCount = 0;
+};
 
 }  // namespace
 
@@ -73,6 +104,11 @@ void TMBRegTypeStructure::Assign(const TPersistent& source) {
   fCaption = field->fCaption;
   fMBRegTypeItem = field->fMBRegTypeItem;
   fCode = field->fCode;
+  Moved();
+}
+
+void TMBRegTypeStructure::Moved() {
+  if (auto* const fields = dynamic_cast<TMBRegTypeStructurs*>(Collection())) ++fields->fMoves;
 }
 
 int TStructurComparer::Compare(const TMBRegTypeStructure& l, const TMBRegTypeStructure& r) {
@@ -117,37 +153,44 @@ TStringDynArray TMBRegTypeStructurs::ValuesByStructurNameEx(
     const std::string& structurName, const Bytes& data, TMBTypeInfo& typeInfo,
     const TOnStructurDataToValue& onDataToValue, const std::string& firstItemName,
     TStringDynArray result) {
-  const TItems items = ItemsByStructurName(structurName);
-  if (data.empty() || items.empty() || !EndsBlock(*items.back(), data.size())) return result;
-  const auto first = firstItemName.empty()
-                         ? items.begin()
-                         : std::ranges::find(items, firstItemName, &TMBRegTypeStructure::Name);
-  // A handler may delete fields, and the catalogue with them.
-  const std::vector<TRef<TMBRegTypeStructure>> fields(first, items.end());
-  result.clear();
-  for (const auto& field : fields) {
-    if (field) AppendValues(result, field, data, typeInfo, onDataToValue);
+  const auto fields = FieldsOf(structurName);
+  if (data.empty() || fields->empty() || !EndsBlock(*fields->back(), data.size())) return result;
+  const auto isFirst = [&](const auto& field) { return field->Name() == firstItemName; };
+  const auto first =
+      firstItemName.empty() ? fields->begin() : std::ranges::find_if(*fields, isFirst);
+  TBlockTexts texts(result);
+  for (auto next = first; next != fields->end(); ++next) {
+    const TRef<TMBRegTypeStructure>& field = *next;
+    if (!field) continue;  // a handler may delete fields, and the catalogue with them
+    const TByteView part = Cut(*field, data);
+    if (onDataToValue) {
+      bool done = false;
+      const TRegValue value = onDataToValue(*this, *field, ToBytes(part), data, done);
+      if (done) texts.AddParts(value.Srt);
+      if (done || !field) continue;
+    }
+    if (field->RegType() == TRegType::rtBin) {
+      texts.AddBits(BinOf(*field, typeInfo), part);
+    } else {
+      texts.AddDecoded(*field, part, typeInfo);
+    }
   }
+  texts.Finish();
   return result;
 }
 
-void TMBRegTypeStructurs::AppendValues(TStringDynArray& values,
-                                       const TRef<TMBRegTypeStructure>& field, const Bytes& line,
-                                       TMBTypeInfo& typeInfo,
-                                       const TOnStructurDataToValue& onDataToValue) {
-  const Bytes data = Cut(*field, line);
-  if (onDataToValue) {
-    bool done = false;
-    const TRegValue value = onDataToValue(*this, *field, data, line, done);
-    if (done) return AppendParts(values, value.Srt);
-    if (!field) return;
+std::shared_ptr<const TMBRegTypeStructurs::TFields> TMBRegTypeStructurs::FieldsOf(
+    const std::string& structurName) {
+  if (fFieldsRevision != Revision() + fMoves) {
+    fFields.clear();
+    fFieldsRevision = Revision() + fMoves;
   }
-  if (field->RegType() == TRegType::rtBin) {
-    return AppendParts(values, BitTexts(*field, data, typeInfo));
-  }
-  // By copies: the catalogue's handlers may delete the field, too.
-  const std::string typeName = field->RegTypeName(), name = field->Name();
-  values.push_back(typeInfo.DataToValue(field->RegType(), typeName, data, name, -1).Srt);
+  const auto known = fFields.find(structurName);
+  if (known != fFields.end()) return known->second;
+  const TItems items = ItemsByStructurName(structurName);
+  auto fields = std::make_shared<const TFields>(items.begin(), items.end());
+  if (!items.empty()) fFields.emplace(items.front()->StructurName(), fields);
+  return fields;
 }
 
 int IndexOfRegTypeItem(const TItems& items, const std::string& name) {

@@ -2,7 +2,10 @@
 // uMBTypeInfo_Structurs: structures - blocks of bytes whose parts are fields of other types.
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/model/uEvent.h"
@@ -28,10 +31,10 @@ class TMBRegTypeStructure : public TMBRegTypeColItem {
   TMBRegTypeColItem* MBRegTypeItem() const { return fMBRegTypeItem.Get(); }
 
   void SetCode(std::int32_t value) { Store(fCode, value); }
-  void SetStructurName(const std::string& value) { Store(fStructurName, value); }
+  void SetStructurName(const std::string& value) { StorePlace(fStructurName, value); }
   void SetRegTypeName(const std::string& value) { Store(fRegTypeName, value); }
-  void SetOffset(std::int16_t value) { Store(fOffset, value); }
-  void SetSize(std::uint16_t value) { Store(fSize, value); }
+  void SetOffset(std::int16_t value) { StorePlace(fOffset, value); }
+  void SetSize(std::uint16_t value) { StorePlace(fSize, value); }
   void SetCaption(const std::string& value) { Store(fCaption, value); }
   void SetMBRegTypeItem(TMBRegTypeColItem* value) { Store(fMBRegTypeItem, value); }
 
@@ -42,6 +45,13 @@ class TMBRegTypeStructure : public TMBRegTypeColItem {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  private:
+  template <class T>
+  void StorePlace(T& field, const T& value) {
+    Store(field, value);
+    Moved();
+  }
+  void Moved();
+
   std::int32_t fCode = 0;
   std::string fStructurName, fRegTypeName, fCaption;
   std::int16_t fOffset = 0;
@@ -102,9 +112,16 @@ class TMBRegTypeStructurs : public TMBRegTypeItems<TMBRegTypeStructure> {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  private:
-  void AppendValues(TStringDynArray& values, const TRef<TMBRegTypeStructure>& field,
-                    const Bytes& line, TMBTypeInfo& typeInfo,
-                    const TOnStructurDataToValue& onDataToValue);
+  friend class TMBRegTypeStructure;
+  using TFields = std::vector<TRef<TMBRegTypeStructure>>;
+
+  std::shared_ptr<const TFields> FieldsOf(const std::string& structurName);
+
+  // Fields by structure, in order, as of a revision; shared, because a handler may change them
+  // while they are walked.
+  std::unordered_map<std::string_view, std::shared_ptr<const TFields>> fFields;
+  std::uint64_t fFieldsRevision = 0;
+  std::uint64_t fMoves = 0;  // changes of fields that notify nobody
 };
 
 /// The index of the first field of that name, case matters; -1 when there is none.

@@ -25,12 +25,7 @@ std::optional<std::int32_t> NumberNamed(std::string_view name) {
 
 }  // namespace
 
-std::string_view TMBRegTypeTexts::Find(std::int32_t number) const {
-  if (fRevision != fLines.Revision()) Learn();
-  if (IsLow(number)) {
-    const auto place = static_cast<std::size_t>(number);
-    return place < fLow.size() ? fLow[place] : std::string_view();
-  }
+std::string_view TMBRegTypeTexts::FindOther(std::int32_t number) const {
   const auto found = fOther.find(number);
   return found != fOther.end() ? found->second : std::string_view();
 }

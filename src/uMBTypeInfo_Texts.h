@@ -1,6 +1,7 @@
 #pragma once
 // uMBTypeInfo_Texts: texts that stand for numbers, in lines such as "3=Alarm".
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -20,7 +21,11 @@ class TMBRegTypeTexts {
   const TStringList& Lines() const { return fLines; }
 
   /// The text of the first line of that number, valid until the list changes; empty when absent.
-  std::string_view Find(std::int32_t number) const;
+  std::string_view Find(std::int32_t number) const {
+    if (fRevision != fLines.Revision()) Learn();
+    const auto place = static_cast<std::size_t>(number);  // of a negative one past every end
+    return place < fLow.size() ? fLow[place] : FindOther(number);
+  }
   /// Replaces that line or adds one; an empty text removes it.
   void Set(std::int32_t number, std::string_view text);
   /// "0: Stop; 1: Run": every line in order, whatever its name.
@@ -28,6 +33,7 @@ class TMBRegTypeTexts {
 
  private:
   void Learn() const;
+  std::string_view FindOther(std::int32_t number) const;
 
   TStringList fLines;
   // Texts by number, as of a revision of the list: the bits of a register at their place, the

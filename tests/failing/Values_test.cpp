@@ -6,11 +6,14 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "platform/model/uForm.h"
 #include "platform/rtl/uFold.h"
 #include "tests/src/uTestRegs.h"
+#include "uFailingMemory.h"
 #include "uMBForm.h"
 #include "uMBLetters.h"
 #include "uMBRegSort.h"
@@ -279,6 +282,89 @@ class TDataFileScenario {
       testing::TempDir() + "failing_memory_" + std::to_string(getpid()) + ".data";
   TMBLetter fLetter;
 };
+
+// A catalogue with a type of each kind, whose values have long texts.
+void Describe(TMBTypeInfo& types) {
+  auto& number = *types.TypeNumbers().Add();
+  number.SetName("rtNum");
+  number.SetIntPart(2);
+  number.SetMultiplier(0.1);
+  number.SetMaxValue(65535);
+  number.SetDisplayFormat("%.2f of something that is measured");
+  auto& third = *types.TypeNumbers().Add();
+  third.Assign(number);
+  third.SetName("a third");
+  third.SetMultiplier(1.0 / 3);
+  third.SetDisplayFormat("");
+  auto& mode = *types.TypeLists().Add();
+  mode.SetName("rtList");
+  mode.SetValue(1, "Heating, and that for longer than usual");
+  mode.SetValue(2, "Cooling, and that for longer than usual");
+  auto& states = *types.TypeBins().Add();
+  states.SetName("rtBin");
+  states.SetValue(0, true, "Heating, and that for longer than usual");
+  states.SetValue(15, false, "Cooling, and that for longer than usual");
+}
+
+TEST(DecodingAgain, TakesNoMemory) {
+  using enum TRegType;
+  TMBTypeInfo types;
+  Describe(types);
+  TMBLetter letter;
+  letter.Regs().SetMBTypeInfo(&types);
+  const Bytes text(40, 'a'), one{0, 1}, two{0, 2};
+  for (const auto& [kind, name, first, second] : {std::tuple{rtNum, "rtNum", one, two},
+                                                  {rtNum, "a third", one, two},
+                                                  {rtList, "rtList", one, two},
+                                                  {rtBin, "rtBin", one, two},
+                                                  {rtStructur, "", one, two},
+                                                  {rtStr, "", text, text}}) {
+    SCOPED_TRACE(name);
+    TMBReg& reg = *letter.Regs().Add();
+    reg.SetRegType(kind);
+    reg.SetTypeName(name);
+    const auto decode = [&reg](const Bytes& data) {
+      for (std::size_t i = 0; i < data.size(); ++i) {
+        reg.SetData(static_cast<std::uint16_t>(i), data[i]);
+      }
+      reg.DataToValue();
+    };
+    decode(first);
+    decode(second);
+    FailAllocation(1);
+    EXPECT_NO_THROW(decode(first));
+    EXPECT_FALSE(StopFailing());
+    EXPECT_FALSE(reg.ValueStr().empty());
+  }
+}
+
+TEST(DecodingABlockAgain, TakesNoMemory) {
+  TMBTypeInfo types;
+  Describe(types);
+  std::int16_t offset = 0;
+  for (const TRegType kind : {TRegType::rtNum, TRegType::rtList, TRegType::rtBin}) {
+    auto& field = *types.TypeStructurs().Add();
+    field.SetStructurName("A block of three fields");
+    field.SetOffset(offset);
+    field.SetSize(2);
+    field.SetRegType(kind);
+    field.SetRegTypeName(std::string(TEnumNames<TRegType>::Values[static_cast<int>(kind)]));
+    offset += 2;
+  }
+  const std::string name = "A block of three fields";
+  TStringDynArray texts;
+  const auto decode = [&](const Bytes& block) {
+    texts =
+        types.TypeStructurs().ValuesByStructurName(name, block, types, nullptr, std::move(texts));
+  };
+  const Bytes first{0, 1, 0, 1, 0, 1}, second{0, 2, 0, 2, 0x80, 0};
+  decode(first);
+  decode(second);
+  FailAllocation(1);
+  EXPECT_NO_THROW(decode(first));
+  EXPECT_FALSE(StopFailing());
+  EXPECT_EQ(texts.size(), 18U);
+}
 
 TEST(FailingMemory, ReadingAndWritingAForm) { WalkAllocations<TFormScenario>(200); }
 TEST(FailingMemory, ChangingARegisterSet) { WalkAllocations<TSetScenario>(200); }

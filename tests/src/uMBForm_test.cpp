@@ -327,5 +327,37 @@ TEST(Form, AConnectionThatTheFormWantsActiveStaysSoWhileLoading) {
   EXPECT_THROW(TFormFile::FinishLoading(*root), EModLinkError);
 }
 
+TEST(FormOfACatalogue, TypesAreFoundByTheNamesThatAreReadAndThoseGivenLater) {
+  TFormFile form;
+  form.RegisterClasses(ModBusClasses());
+  const auto root = form.Read(R"(object Plant: TDataModule
+  object Types: TMBTypeInfo
+    TypeLists = <
+      item
+        Name = 'Mode'
+        Dictionary.Strings = (
+          '1=Run')
+      end
+      item
+        Name = 'Mode'
+        Dictionary.Strings = (
+          '1=Second')
+      end>
+  end
+end
+)");
+  auto& types = dynamic_cast<TMBTypeInfo&>(*root->FindComponent("Types"));
+  const auto decoded = [&](const std::string& name) {
+    return types.DataToValue(TRegType::rtList, name, {1}, "", -1).Srt;
+  };
+  EXPECT_EQ(decoded("TypeList1"), "");  // the name of its making
+  EXPECT_EQ(decoded("Mode"), "Run");
+  types.TypeLists().Items(0)->SetName("State");
+  EXPECT_EQ(decoded("Mode"), "Second");
+  EXPECT_EQ(decoded("State"), "Run");
+  types.ClearAllDataType();
+  EXPECT_EQ(decoded("Mode"), "");
+}
+
 }  // namespace
 }  // namespace OrvixModBus

@@ -76,6 +76,14 @@ TEST_F(BinType, AChangedDictionaryCountsAtTheNextDecoding) {
   EXPECT_EQ(fBin.DataToValue({1}).Srt, "|||||||");
 }
 
+TEST_F(BinType, MoreBitsThanBeforeAreDecoded) {
+  EXPECT_EQ(fBin.DataToValue({1}).Srt, "On|||||||");
+  EXPECT_EQ(fBin.DataToValue({0x80, 1}).Srt, "On||||||||Low||only|||||b");
+  fBin.SetValue(8, false, "Down");
+  EXPECT_EQ(fBin.DataToValue({1}).Srt, "On|||||||");
+  EXPECT_EQ(fBin.DataToValue({0x80, 1}).Srt, "On||||||||Down||only|||||b");
+}
+
 TEST_F(BinType, StateTextsAreThePartsOfALine) {
   const struct {
     std::int32_t bit;

@@ -310,6 +310,32 @@ TEST(TMBRegTypeNamed, AnInsertedItemAndOneFromAnotherCollectionAreFound) {
   EXPECT_EQ(copy.GetItemByName("Mode"), copy.Items(0));
 }
 
+TEST(TMBRegTypeNamed, TheTextThatIsAskedForCountsWhereverItStands) {
+  TMBRegTypeLists lists(nullptr);
+  for (int i = 0; i < 100; ++i) AddNamed(lists, "Mode " + std::to_string(i));
+  std::string name;
+  for (int i = 0; i < 101; ++i) {
+    name = "Mode " + std::to_string(i);
+    EXPECT_EQ(lists.GetItemByName(name), i < 100 ? lists.Items(i) : nullptr) << name;
+    EXPECT_EQ(lists.GetItemByName(name), i < 100 ? lists.Items(i) : nullptr) << name;
+  }
+}
+
+TEST(TMBRegTypeNamed, AFirstItemOfTheNameFoundLastTakesItsPlace) {
+  TMBRegTypeLists lists(nullptr);
+  const std::string name = "Mode";
+  TMBRegTypeList* const second = AddNamed(lists, name);
+  EXPECT_EQ(lists.GetItemByName(name), second);
+  auto* const first = static_cast<TMBRegTypeList*>(lists.Insert(0));
+  EXPECT_EQ(lists.GetItemByName(name), second);
+  first->SetName(name);
+  EXPECT_EQ(lists.GetItemByName(name), first);
+  lists.Delete(0);
+  EXPECT_EQ(lists.GetItemByName(name), second);
+  second->SetName("mode");
+  EXPECT_EQ(lists.GetItemByName(name), nullptr);
+}
+
 TEST(TMBRegTypeNamed, ChangesAreSeenWhileTheyAreGathered) {
   TMBRegTypeLists lists(nullptr);
   TMBRegTypeList* const list = AddNamed(lists, "Old");

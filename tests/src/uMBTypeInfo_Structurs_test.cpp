@@ -243,6 +243,52 @@ TEST_F(StructurValues, ABlockThatFitsReplacesTheResult) {
               IsEmpty());
 }
 
+TEST_F(StructurValues, AResultThatIsUsedAgainHoldsNothingOfItsLastBlock) {
+  TStringDynArray values = Values({0x02, 0x01, 'A', 'B', 0xFF, 0xFE});
+  values.insert(values.end(), 5, "a text that is longer than those of the block");
+  EXPECT_THAT(fFields.ValuesByStructurName("Rec", fBlock, fInfo, {}, std::move(values)),
+              ElementsAre("Run", "on", "", "", "", "", "", "", "", "AB", "258"));
+}
+
+TEST_F(StructurValues, AChangedFieldCountsAtTheNextBlock) {
+  TMBRegTypeStructure &speed = *fFields.Items(0), &text = *fFields.Items(3);
+  ASSERT_EQ(Values(fBlock).back(), "258");
+  speed.SetOffset(2);
+  text.SetOffset(4);
+  EXPECT_EQ(Values({0, 0, 2, 1, 'A', 'B'}).back(), "AB");
+  text.SetSize(1);
+  EXPECT_EQ(Values({0, 0, 2, 1, 'A'}).back(), "A");
+  text.SetStructurName("Alone");
+  EXPECT_EQ(Values({0, 0, 2, 1}).back(), "258");
+  EXPECT_THAT(fFields.ValuesByStructurName("Alone", {0, 0, 0, 0, 'A'}, fInfo, {}),
+              ElementsAre("A"));
+  speed.Assign(text);
+  EXPECT_THAT(fFields.ValuesByStructurName("Alone", {0, 0, 0, 0, 'A'}, fInfo, {}),
+              ElementsAre("A", "A"));
+  EXPECT_THAT(Values({1, 1}), ElementsAre("Run", "on", "", "", "", "", "", "", ""));
+  speed.SetRegType(TRegType::rtStructur);
+  EXPECT_THAT(fFields.ValuesByStructurName("Alone", {0, 0, 0, 0, 'A'}, fInfo, {}),
+              ElementsAre("65", "A"));
+  fFields.Delete(0);
+  EXPECT_THAT(fFields.ValuesByStructurName("Alone", {0, 0, 0, 0, 'A'}, fInfo, {}),
+              ElementsAre("A"));
+  AddField(fFields, {"More", 1, 1, TRegType::rtStr, "", "Alone"});
+  EXPECT_THAT(fFields.ValuesByStructurName("Alone", {0, 'b', 0, 0, 'A'}, fInfo, {}),
+              ElementsAre("b", "A"));
+  fFields.Clear();
+  EXPECT_THAT(Values({1, 1}), IsEmpty());
+}
+
+TEST_F(StructurValues, RenamedAndDeletedTypesCountAtTheNextBlock) {
+  ASSERT_EQ(Values(fBlock).front(), "Run");
+  fInfo.TypeLists().Items(0)->SetName("Other");
+  EXPECT_EQ(Values(fBlock).front(), "");
+  fInfo.TypeLists().Items(0)->SetName("Mode");
+  EXPECT_EQ(Values(fBlock).front(), "Run");
+  fInfo.TypeBins().Clear();
+  EXPECT_THROW(Values(fBlock), Exception);
+}
+
 TEST_F(StructurValues, BeginsAtTheFirstFieldOfAName) {
   EXPECT_THAT(Values(fBlock, {}, "Text"), ElementsAre("AB", "258"));
   EXPECT_EQ(Values(fBlock, {}, "Mode"), Values(fBlock));
