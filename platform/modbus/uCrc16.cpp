@@ -33,8 +33,9 @@ constexpr TTables kTables = MakeTables();
 std::uint16_t Crc16(std::span<const std::uint8_t> data) {
   unsigned crc = 0xFFFF;
   for (; data.size() >= kSlice; data = data.subspan(kSlice)) {
-    crc = kTables[7][(crc ^ data[0]) & 0xFF] ^ kTables[6][crc >> 8 ^ data[1]];
-    for (std::size_t i = 2; i < kSlice; ++i) crc ^= kTables[kSlice - 1 - i][data[i]];
+    crc = kTables[7][(crc ^ data[0]) & 0xFF] ^ kTables[6][crc >> 8 ^ data[1]] ^
+          kTables[5][data[2]] ^ kTables[4][data[3]] ^ kTables[3][data[4]] ^ kTables[2][data[5]] ^
+          kTables[1][data[6]] ^ kTables[0][data[7]];
   }
   for (const std::uint8_t byte : data) crc = crc >> 8 ^ kTables[0][(crc ^ byte) & 0xFF];
   return static_cast<std::uint16_t>(crc);
