@@ -60,7 +60,7 @@ class TEvent<TResult(TArgs...)> {
   template <class TTarget, class TOwner, class TMember>
   requires std::is_base_of_v<TOwner, TTarget>
   bool Is(const TTarget& object, TMember TOwner::*method) const {
-    const auto* same = dynamic_cast<const TMethodHandler<TOwner, TMember>*>(fHandler.get());
+    const auto* same = dynamic_cast<const TMethodHandler<TOwner, TMember>*>(fHandler.Get());
     if (same == nullptr || same->fObject != &object || same->fMethod != method) return false;
     if constexpr (std::is_base_of_v<TObject, TTarget>) return same->fAlive.RefersTo(object);
     return true;

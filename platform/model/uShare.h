@@ -41,7 +41,7 @@ class TShare {
     if (fItem != nullptr && --fItem->fHolders == 0) delete fItem;
   }
 
-  T* get() const { return fItem; }
+  T* Get() const { return fItem; }
   /// Not nil, and nobody else holds it.
   bool IsOnlyHolder() const { return fItem != nullptr && fItem->fHolders == 1; }
   T* operator->() const { return fItem; }
