@@ -29,9 +29,9 @@ def table(head, rows):
 
 
 def figure(value, pattern, limit):
-    """limit: what the bare master reaches on this machine."""
+    """limit: who has reached what on this machine, to compare with."""
     shown = pattern.format(value)
-    return shown if limit is None else f"{shown} (bare master {pattern.format(limit)})"
+    return shown if limit is None else f"{shown} ({limit[0]} {pattern.format(limit[1])})"
 
 
 class Goals:
