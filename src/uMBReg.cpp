@@ -178,7 +178,7 @@ std::string TMBReg::DataToStr() const { return Trim(TMBLib::ByteArToStr(fData, 0
 void TMBReg::DataToValue() {
   CheckThread();
   const bool byHandlers = fTypeInfo ? fTypeInfo->HasHandlers() : fRegType != TRegType::rtStr;
-  if (byHandlers) [[unlikely]] return DecodeByHandlers();
+  if (byHandlers) return DecodeByHandlers();
   if (fTypeInfo) {
     OwnValue() = fTypeInfo->Decode(fRegType, RegTypeName(), fData);
   } else {

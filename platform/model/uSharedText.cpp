@@ -9,7 +9,8 @@ TSharedText::TSharedText(const std::string& text)
 
 const std::string& TSharedText::Get() const {
   static const std::string empty;
-  return fText != nullptr ? fText->Text : empty;
+  const TText* const text = fText.Get();
+  return text != nullptr ? text->Text : empty;
 }
 
 TSharedText TSharedTexts::Share(const std::string& text) {
