@@ -14,10 +14,6 @@ using TTime = TReplyReceiver::TTime;
 // A port that hangs up is noticed only when it is looked at.
 constexpr std::chrono::milliseconds kLongestBlindSleep{50};
 
-// The least that a request and its reply spend inside the system: a look before would be in vain,
-// and with many lines in a thread every second one is.
-constexpr std::chrono::microseconds kHandOver{50};
-
 }  // namespace
 
 TReplyReceiver::TReplyReceiver(const TLineSettings& settings, const TReplyLengths& lengths)
@@ -55,7 +51,7 @@ void TReplyReceiver::Expect(TSpan frame, std::uint64_t transaction) {
 void TReplyReceiver::Sent(TTime end, TTime now) {
   fSent = end;
   fDeadline = end + std::chrono::milliseconds(fSettings.ReceiveTimeout);
-  fEarliest = end + fTiming.Characters(LeastReplyLength(fLengths, fRequest)) + kHandOver;
+  fEarliest = end + fTiming.Characters(LeastReplyLength(fLengths, fRequest));
   fWhole = fEarliest;
   fWantsBytes = !fTiming.HasCharacters() || fPace != TPace::Characters;
   fDue = fWantsBytes ? fDeadline : std::min(fEarliest, now + kLongestBlindSleep);
