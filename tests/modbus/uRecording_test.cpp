@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <utility>
 
 #include "platform/modbus/uModbusConnection.h"
 #include "platform/rtl/uTextFile.h"
+#include "tests/rtl/uTempFolder.h"
 
 namespace OrvixModBus {
 namespace {
@@ -172,12 +172,11 @@ TEST(Recording, AnyByteOfItMayBeAnyOther) {
 }
 
 TEST(Recording, FileIsNamedInItsErrors) {
-  const std::string file = testing::TempDir() + "uRecording_test.orvixrec";
-  WriteWholeFile(file, "orvixmodbus recording 1\nnonsense\n");
+  const TTempFolder folder;
+  const std::string file = folder.Write("line.orvixrec", "orvixmodbus recording 1\nnonsense\n");
   EXPECT_THAT(
       [&] { ReadRecording(file); },
       ThrowsMessage<ERecordingError>(file + ": line 2: 'nonsense' is no part of a recording"));
-  std::filesystem::remove(file);
   EXPECT_THAT([&] { ReadRecording(file); }, ThrowsMessage<EStreamError>(HasSubstr(file)));
 }
 

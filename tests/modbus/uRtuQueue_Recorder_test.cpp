@@ -4,6 +4,7 @@
 #include "LineFixture.h"
 #include "platform/modbus/uRecording.h"
 #include "platform/rtl/uTextFile.h"
+#include "tests/rtl/uTempFolder.h"
 
 namespace OrvixModBus {
 namespace {
@@ -24,7 +25,6 @@ class TRecorder : public TLineFixture {
     Connection->SetRecorderSize(0);
     Connection->SetRecorderSize(65536);  // without the settings above
   }
-  ~TRecorder() override { std::filesystem::remove(File); }
 
   // The entries as they stand in the file.
   std::string Entries() const {
@@ -40,7 +40,8 @@ class TRecorder : public TLineFixture {
     };
   }
 
-  const std::string File = testing::TempDir() + "uRtuQueue_Recorder_test.orvixrec";
+  const TTempFolder Folder;
+  const std::string File = Folder.File("line.orvixrec");
   std::vector<std::string> Saved, Failures;
 };
 
@@ -225,7 +226,7 @@ TEST_F(TRecorder, NothingButARecordingIsReplaced) {
               testing::ThrowsMessage<EStreamError>("Can't write \"" + File +
                                                    "\": what is there is no recording"));
   EXPECT_EQ(ReadWholeFile(File), "dear diary");
-  EXPECT_THROW(Connection->SaveRecording(testing::TempDir()), EStreamError);
+  EXPECT_THROW(Connection->SaveRecording(Folder.Path()), EStreamError);
 }
 
 TEST_F(TRecorder, FirstFailureIsSavedOnce) {

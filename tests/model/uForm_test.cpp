@@ -12,6 +12,7 @@
 #include "platform/model/uDataModule.h"
 #include "platform/model/uStringList.h"
 #include "platform/rtl/uTextFile.h"
+#include "tests/rtl/uTempFolder.h"
 
 namespace OrvixModBus {
 
@@ -596,7 +597,8 @@ TEST_F(FormFile, AMissingComponentIsToldByNameAndClass) {
 }
 
 TEST_F(FormFile, FilesAreReadAndWritten) {
-  const std::string file = testing::TempDir() + "orvix_form_test.form";
+  const TTempFolder folder;
+  const std::string file = folder.File("plant.form");
   Form.WriteFile(*Form.Read(kFullForm), file);
   EXPECT_EQ(ReadWholeFile(file), kFullForm);
   EXPECT_EQ(Form.Write(*Form.ReadFile(file)), kFullForm);

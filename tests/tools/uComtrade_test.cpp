@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <random>
 
@@ -14,6 +13,7 @@
 #include "platform/rtl/uNumText.h"
 #include "platform/rtl/uText.h"
 #include "platform/rtl/uTextFile.h"
+#include "tests/rtl/uTempFolder.h"
 
 namespace OrvixModBus {
 namespace {
@@ -283,20 +283,17 @@ TEST(Comtrade, NumbersDoNotFollowTheSeparatorOfTheProgram) {
 }
 
 TEST(Comtrade, FilesAreAPair) {
-  const auto folder = std::filesystem::path(testing::TempDir()) / "orvix_comtrade";
   const TComtradeFiles files = ComtradeOf(Feeder());
   for (const char* name : {"fault", "fault.cfg", "fault.DAT"}) {
     SCOPED_TRACE(name);
-    std::filesystem::create_directories(folder);
-    WriteComtrade(folder / name, Feeder());
-    EXPECT_EQ(ReadWholeFile(folder / "fault.cfg"), files.Cfg);
-    EXPECT_EQ(ReadWholeFile(folder / "fault.dat"), files.Dat);
-    std::filesystem::remove_all(folder);
+    const TTempFolder folder;
+    WriteComtrade(folder.File(name), Feeder());
+    EXPECT_EQ(folder.Read("fault.cfg"), files.Cfg);
+    EXPECT_EQ(folder.Read("fault.dat"), files.Dat);
   }
-  std::filesystem::create_directories(folder);
-  WriteComtrade(folder / "no 1.5", Feeder());  // no extension of a pair
-  EXPECT_EQ(ReadWholeFile(folder / "no 1.5.cfg"), files.Cfg);
-  std::filesystem::remove_all(folder);
+  const TTempFolder folder;
+  WriteComtrade(folder.File("no 1.5"), Feeder());  // no extension of a pair
+  EXPECT_EQ(folder.Read("no 1.5.cfg"), files.Cfg);
   EXPECT_THAT([] { WriteComtrade("/nowhere/fault", Feeder()); },
               ThrowsMessage<EStreamError>(HasSubstr("/nowhere/fault.dat")));
 }

@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "platform/rtl/uException.h"
-#include "platform/rtl/uTextFile.h"
+#include "tests/rtl/uTempFolder.h"
 #include "tests/tools/uHexFrame.h"
 
 namespace OrvixModBus {
@@ -439,12 +438,12 @@ TEST(SimulatorFile, NumbersPastAllBoundsAreRefused) {
 }
 
 TEST(SimulatorFile, IsReadFromTheDisk) {
-  const std::string path = testing::TempDir() + "orvix_simulator_file_test.json";
-  WriteWholeFile(path, R"({"servers": [{"address": 9, "holding": {"1": [2]}}]})");
+  const TTempFolder folder;
+  const std::string path =
+      folder.Write("plant.json", R"({"servers": [{"address": 9, "holding": {"1": [2]}}]})");
   EXPECT_EQ(ReadSimulatorFile(path).Device(9).Holding.Get(1), 2U);
-  WriteWholeFile(path, "[]");
+  folder.Write("plant.json", "[]");
   ExpectMessage([&] { ReadSimulatorFile(path); }, path + ": must be an object");
-  std::filesystem::remove(path);
 }
 
 TEST(SimulatorFile, NamesAFileThatIsNotThere) {

@@ -7,6 +7,7 @@
 
 #include "platform/rtl/uText.h"
 #include "platform/rtl/uTextFile.h"
+#include "tests/rtl/uTempFolder.h"
 
 namespace OrvixModBus {
 namespace {
@@ -95,15 +96,12 @@ TEST(Snapshot, TellsWhatIsWrongAndWhere) {
 }
 
 TEST(Snapshot, FileTakesThePlaceOfTheOneBefore) {
-  const auto folder = std::filesystem::path(testing::TempDir()) / "orvix_snapshot";
-  std::filesystem::create_directories(folder);
-  const std::string path = folder / "pumps.json";
-  WriteWholeFile(path, "something else");
+  const TTempFolder folder;
+  const std::string path = folder.Write("pumps.json", "something else");
   WriteSnapshotFile(path, Pumps());
   EXPECT_EQ(ReadWholeFile(path), kPumpsText);
   EXPECT_EQ(ReadSnapshotFile(path), Pumps());
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
-  std::filesystem::remove_all(folder);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
 }
 
 TEST(Snapshot, NamesTheFileThatIsNotThere) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/rtl/uTextFile.h"
+#include "tests/rtl/uTempFolder.h"
 
 namespace OrvixModBus {
 namespace {
@@ -34,8 +34,8 @@ class ToolDocs : public testing::Test {
 
   // What bash completes the words to, which begin with the program.
   std::string Completed(const std::string& words, int current) {
-    const std::string file = testing::TempDir() + "orvix_completion_test.bash";
-    WriteWholeFile(file, BashCompletion(fApp));
+    const TTempFolder folder;
+    const std::string file = folder.Write("completion.bash", BashCompletion(fApp));
     const std::string command = "bash -c 'source " + file + "; COMP_WORDS=(" + words +
                                 "); COMP_CWORD=" + std::to_string(current) +
                                 "; _dig; echo \"${COMPREPLY[@]}\"' 2>&1";
