@@ -17,6 +17,7 @@ namespace OrvixModBus {
 namespace {
 
 constexpr int kSmallest = 1000;
+constexpr int kSizes[] = {kSmallest, 10'000, 100'000, 1'000'000};
 
 struct TResult {
   double PerRegister;
@@ -95,8 +96,8 @@ void Report(benchmark::State& state, const std::string& operation, int count,
 
 }  // namespace
 
-void Register(const std::string& operation, const TMakeWork& make, int most) {
-  for (int count = kSmallest; count <= most; count *= 10) {
+void Register(const std::string& operation, const TMakeWork& make) {
+  for (const int count : kSizes) {
     const std::string name = "Scale/" + operation + "/" + std::to_string(count);
     const auto run = [=](benchmark::State& state) {
       TResult result{};

@@ -20,9 +20,8 @@ using TMakeWork = std::function<TWork(int count)>;
 
 /// Registers benchmarks named Scale/<operation>/<count>, which report nanoseconds per register
 /// (per_register), how many times the limit's they are (times_limit) and, where the smallest size
-/// has been measured before, how many times that one's (times_smallest), for 1,000 registers and
-/// ten times as many up to most.
-void Register(const std::string& operation, const TMakeWork& make, int most = 1'000'000);
+/// has been measured before, how many times that one's (times_smallest).
+void Register(const std::string& operation, const TMakeWork& make);
 
 // Each file's operations.
 void RegisterLetterOperations();

@@ -289,15 +289,15 @@ void RegisterToolOperations() {
   Register("AutoFill", [](int count) { return AutoFill(count, false); });
   Register("AutoFillFast", [](int count) { return AutoFill(count, true); });
   Register("SortByAdress", SortByAdress<TOrder::Random>);
-  Register("SortByAdressDescending", SortByAdress<TOrder::Descending>, 100'000);
+  Register("SortByAdressDescending", SortByAdress<TOrder::Descending>);
   Register("SortByName", SortByName);
-  Register("SortNamed", SortNamed, 100'000);
-  Register("SortNamedBits", SortNamedBits, 100'000);
-  Register("DicFill", DicFill, 100'000);
-  Register("DicFind", DicFind, 100'000);
-  Register("ContainerFill", ContainerFill, 100'000);
-  Register("ContainerValues", ContainerValues, 100'000);
-  Register("ContainerList", ContainerList, 100'000);
+  Register("SortNamed", SortNamed);
+  Register("SortNamedBits", SortNamedBits);
+  Register("DicFill", DicFill);
+  Register("DicFind", DicFind);
+  Register("ContainerFill", ContainerFill);
+  Register("ContainerValues", ContainerValues);
+  Register("ContainerList", ContainerList);
 }
 
 }  // namespace OrvixModBus
