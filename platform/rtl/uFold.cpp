@@ -71,7 +71,11 @@ std::size_t WordLength(std::string_view text) { return std::min(text.size(), kWo
 
 std::uint64_t WordOf(std::string_view text) {
   std::uint64_t word = 0;
-  std::memcpy(&word, text.data(), WordLength(text));
+  if (text.size() < kWordSize) {
+    std::memcpy(&word, text.data(), text.size());
+  } else {
+    std::memcpy(&word, text.data(), kWordSize);
+  }
   return word;
 }
 
@@ -105,7 +109,7 @@ std::string FoldCase(std::string_view text) {
   return folded;
 }
 
-bool SameText(std::string_view a, std::string_view b) { return CompareText(a, b) == 0; }
+bool SameText(std::string_view a, std::string_view b) { return a == b || CompareText(a, b) == 0; }
 
 int CompareText(std::string_view a, std::string_view b) {
   while (!a.empty() && WordLength(a) == WordLength(b)) {
