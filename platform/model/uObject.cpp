@@ -11,15 +11,11 @@ Detail::TLife& NoLife() noexcept {
   return life;
 }
 
-void Drop(Detail::TLife* life) noexcept {
-  if (life != nullptr && --life->Shares == 0) delete life;
-}
-
 }  // namespace
 
 TObject::~TObject() {
   if (fLife != nullptr) fLife->Object = nullptr;
-  Drop(fLife);
+  Detail::Drop(fLife);
 }
 
 void TObject::ForgetReferences() noexcept {
@@ -29,21 +25,6 @@ void TObject::ForgetReferences() noexcept {
   fLife->Object = nullptr;
 }
 
-Detail::TLife* TObject::Life() {
-  if (fLife == nullptr) fLife = new Detail::TLife{this, 1};
-  return fLife;
-}
-
-TRefBase::TRefBase(TObject* object) {
-  if (object == nullptr) return;
-  fLife = object->Life();
-  ++fLife->Shares;
-}
-
-TRefBase::TRefBase(const TRefBase& other) noexcept : fLife(other.fLife) {
-  if (fLife != nullptr) ++fLife->Shares;
-}
-
-TRefBase::~TRefBase() { Drop(fLife); }
+Detail::TLife* TObject::NewLife() { return fLife = new Detail::TLife{this, 1}; }
 
 }  // namespace OrvixModBus

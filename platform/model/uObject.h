@@ -16,6 +16,10 @@ struct TLife {
   std::size_t Shares;
 };
 
+inline void Drop(TLife* life) noexcept {
+  if (life != nullptr && --life->Shares == 0) delete life;
+}
+
 }  // namespace Detail
 
 /// The root class. An object has an identity: it is not copied, see TPersistent::Assign.
@@ -34,7 +38,8 @@ class TObject {
 
  private:
   friend class TRefBase;
-  Detail::TLife* Life();
+  Detail::TLife* Life() { return fLife != nullptr ? fLife : NewLife(); }
+  Detail::TLife* NewLife();
 
   Detail::TLife* fLife = nullptr;
 };
@@ -43,14 +48,16 @@ class TObject {
 class TRefBase {
  public:
   TRefBase() = default;
-  explicit TRefBase(TObject* object);
-  TRefBase(const TRefBase& other) noexcept;
+  explicit TRefBase(TObject* object) : fLife(object != nullptr ? object->Life() : nullptr) {
+    Share();
+  }
+  TRefBase(const TRefBase& other) noexcept : fLife(other.fLife) { Share(); }
   TRefBase(TRefBase&& other) noexcept : fLife(std::exchange(other.fLife, nullptr)) {}
   TRefBase& operator=(TRefBase other) noexcept {
     std::swap(fLife, other.fLife);
     return *this;
   }
-  ~TRefBase();
+  ~TRefBase() { Detail::Drop(fLife); }
 
   /// True when this was set to an object that has been destroyed since.
   bool Gone() const { return fLife != nullptr && fLife->Object == nullptr; }
@@ -61,6 +68,10 @@ class TRefBase {
   TObject* Object() const { return fLife != nullptr ? fLife->Object : nullptr; }
 
  private:
+  void Share() noexcept {
+    if (fLife != nullptr) ++fLife->Shares;
+  }
+
   Detail::TLife* fLife = nullptr;
 };
 
