@@ -92,28 +92,32 @@ void TFlightRecorder::Forget() noexcept {
 }
 
 // at: bytes behind the begin of the oldest entry, at most the ring's size.
-std::size_t TFlightRecorder::PlaceOf(std::size_t at) const noexcept {
+inline std::size_t TFlightRecorder::PlaceOf(std::size_t at) const noexcept {
   const std::size_t place = fBegin + at;
   return place < fRing.size() ? place : place - fRing.size();
 }
 
-// The ring has room for it.
-void TFlightRecorder::Put(std::size_t at, const void* bytes, std::size_t size) noexcept {
-  if (size == 0) return;
-  const std::size_t begin = PlaceOf(at);
-  const std::size_t first = std::min(size, fRing.size() - begin);
+// The ring has room for it. Inline, as the size of a head is known then.
+inline void TFlightRecorder::Put(std::size_t at, const void* bytes, std::size_t size) noexcept {
+  const std::size_t begin = PlaceOf(at), room = fRing.size() - begin;
   const auto* const source = static_cast<const std::uint8_t*>(bytes);
-  std::memcpy(fRing.data() + begin, source, first);
-  if (first < size) std::memcpy(fRing.data(), source + first, size - first);
+  if (size <= room) {
+    if (size > 0) std::memcpy(fRing.data() + begin, source, size);
+    return;
+  }
+  std::memcpy(fRing.data() + begin, source, room);
+  std::memcpy(fRing.data(), source + room, size - room);
 }
 
-void TFlightRecorder::Get(std::size_t at, void* bytes, std::size_t size) const noexcept {
-  if (size == 0) return;
-  const std::size_t begin = PlaceOf(at);
-  const std::size_t first = std::min(size, fRing.size() - begin);
+inline void TFlightRecorder::Get(std::size_t at, void* bytes, std::size_t size) const noexcept {
+  const std::size_t begin = PlaceOf(at), room = fRing.size() - begin;
   auto* const target = static_cast<std::uint8_t*>(bytes);
-  std::memcpy(target, fRing.data() + begin, first);
-  if (first < size) std::memcpy(target + first, fRing.data(), size - first);
+  if (size <= room) {
+    if (size > 0) std::memcpy(target, fRing.data() + begin, size);
+    return;
+  }
+  std::memcpy(target, fRing.data() + begin, room);
+  std::memcpy(target + room, fRing.data(), size - room);
 }
 
 TFlightRecorder::THead TFlightRecorder::HeadAt(std::size_t at) const noexcept {
