@@ -50,6 +50,7 @@ void StoreByte(TMBReg& reg, int index, std::uint8_t value, TFirstError& error) {
 void StoreValues(const TRef<TMBReg>& reg, const Bytes& values, std::uint64_t offset,
                  TFirstError& error) {
   const auto part = std::span(values).subspan(std::min<std::uint64_t>(offset, values.size()));
+  if (!reg->OnDataChange) return error.Run([&] { reg->ReplaceData(part); });
   int index = 0;
   for (const std::uint8_t value : part) {
     if (!reg || index >= reg->CountInByte()) return;

@@ -64,11 +64,6 @@ TRegValue& TMBReg::OwnValue() {
   return *fValue;
 }
 
-std::uint8_t TMBReg::GetRegsCount() const {
-  if (fBytesInOneReg == 0) return 0;
-  return static_cast<std::uint8_t>(fData.size() / fBytesInOneReg);
-}
-
 void TMBReg::SetDisplayName(const std::string& value) {
   CheckThread();
   if (value == fName) return;
@@ -139,6 +134,11 @@ void TMBReg::SetRegData(const Bytes& data) {
   const bool resized = data.size() != fData.size();
   fData = data;
   if (resized) NoteMove();
+}
+
+void TMBReg::ReplaceData(TByteView data) {
+  CheckThread();
+  std::ranges::copy(data.first(std::min(data.size(), fData.size())), fData.begin());
 }
 
 void TMBReg::SetData(std::uint16_t index, std::uint8_t value) {

@@ -44,7 +44,10 @@ class TMBReg : public TCollectionItem {
   std::uint8_t MBFuncWrite() const { return fMBFuncWrite; }      ///< function code, 0 = none
   std::uint8_t BytesInOneReg() const { return fBytesInOneReg; }  ///< bytes that a register counts
   /// Count: registers, not bytes; 0 while BytesInOneReg is 0.
-  std::uint8_t GetRegsCount() const;
+  std::uint8_t GetRegsCount() const {
+    if (fBytesInOneReg == 0) return 0;
+    return static_cast<std::uint8_t>(static_cast<std::uint32_t>(fData.size()) / fBytesInOneReg);
+  }
   const std::string& Caption() const { return fCaption; }
   TRegType RegType() const { return fRegType; }
   const std::string& RegTypeName() const { return fRegTypeName.Get(); }
@@ -73,6 +76,8 @@ class TMBReg : public TCollectionItem {
   const Bytes& Data() const { return fData; }
   /// Replaces the data, whatever its length; tells nobody.
   void SetRegData(const Bytes& data);
+  /// Replaces the first bytes, as many as the register has at most; tells nobody.
+  void ReplaceData(TByteView data);
   /// Stores one byte; index == length appends. Throws Exception "Array index error" past that,
   /// storing none. OnDataChange is raised for the same byte, too.
   void SetData(std::uint16_t index, std::uint8_t value);

@@ -34,9 +34,9 @@ class TMBRegPlaces {
   const TRegNameCollection& fRegs;
   TFuncOf fFuncOf;
   std::vector<TPlace> fPlaces;
-  std::vector<TMBReg*> fFound;
   std::uint64_t fRevision = 0;
   bool fKnown = false;
+  bool fInOrder = false;  // those of one function code come in order of address, as a rule
 };
 
 }  // namespace OrvixModBus

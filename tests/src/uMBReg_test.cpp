@@ -291,6 +291,21 @@ TEST(TMBReg, CountIsWholeRegistersInOneByte) {
   }
 }
 
+TEST(TMBReg, FirstBytesAreReplacedAsFarAsItReachesAndNobodyIsTold) {
+  const struct {
+    Bytes data, expected;
+  } cases[] = {
+      {{}, {1, 2, 3}}, {{7}, {7, 2, 3}}, {{7, 8, 9}, {7, 8, 9}}, {{7, 8, 9, 10}, {7, 8, 9}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.data));
+    TMBReg reg(nullptr);
+    reg.SetRegData({1, 2, 3});
+    reg.OnDataChange = [](TMBReg&) { ADD_FAILURE() << "told"; };
+    reg.ReplaceData(c.data);
+    EXPECT_EQ(reg.Data(), c.expected);
+  }
+}
+
 TEST(TMBReg, AByteIsReplacedOrAppendedAndNeverPutPastTheEnd) {
   TMBReg reg(nullptr);
   int changes = 0;
