@@ -177,7 +177,8 @@ TEST(Recording, FileIsNamedInItsErrors) {
   EXPECT_THAT(
       [&] { ReadRecording(file); },
       ThrowsMessage<ERecordingError>(file + ": line 2: 'nonsense' is no part of a recording"));
-  EXPECT_THAT([&] { ReadRecording(file); }, ThrowsMessage<EStreamError>(HasSubstr(file)));
+  const std::string none = folder.File("none.orvixrec");
+  EXPECT_THAT([&] { ReadRecording(none); }, ThrowsMessage<EStreamError>(HasSubstr(none)));
 }
 
 TEST(Recording, SettingsAreThoseByWhichALineRuns) {
