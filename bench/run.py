@@ -6,6 +6,7 @@ import dataclasses
 import os
 import platform
 import sys
+import time
 
 from report import inside, line, profile, table, trial
 
@@ -20,6 +21,7 @@ class Plan:
     only: str
     rounds: int = 7
     seconds: float = 0.35
+    silent_rounds: int = 3
     wire_rounds: int = 3
     wire_seconds: float = 1.0
     letter_rounds: int = 3
@@ -43,8 +45,8 @@ class Plan:
 
 
 def quick(only):
-    return Plan(only, rounds=2, seconds=0.2, wire_rounds=1, wire_seconds=0.5, letter_rounds=1,
-                repetitions=2, scale_repetitions=1, sizes=(1000, 10000, 100000),
+    return Plan(only, rounds=2, seconds=0.2, silent_rounds=1, wire_rounds=1, wire_seconds=0.5,
+                letter_rounds=1, repetitions=2, scale_repetitions=1, sizes=(1000, 10000, 100000),
                 rows={"line": ["03x10", "03x125"], "silent": ["03x10"],
                       "wire": ["19200-0ms", "115200-0ms"], "letter": ["115200-0ms"],
                       "lines": ["64"]})
@@ -61,8 +63,10 @@ def report(plan):
     goals = table.Goals()
     sections = []
     for section in SECTIONS:
-        print(f"bench: {section.__name__}", file=sys.stderr)
+        start = time.monotonic()
         sections.append(section(plan, goals))
+        if sections[-1]:
+            print(f"bench: {section.__name__}, {time.monotonic() - start:.0f} s", file=sys.stderr)
     sections.append(profile.of_unmet(goals))
     return (f"# Results\n\n{machine()}. Contenders run in turn, A B A B; each figure is the median "
             "of its runs, the least and the greatest behind it. Ratios are those of runs next to "

@@ -63,8 +63,7 @@ def scale(plan, goals):
     sizes = plan.sizes
     found = run("bench_scale", f"/({'|'.join(map(str, sizes))})$", plan.scale_repetitions)
     rows = []
-    operations = dict.fromkeys(name.rsplit("/", 1)[0] for name in found)
-    for operation in operations:
+    for operation in sorted({name.rsplit("/", 1)[0] for name in found}):
         costs = {size: [e["per_register"] for e in found[f"{operation}/{size}"]] for size in sizes}
         growth = ratios(costs[sizes[-1]], costs[sizes[0]])
         limit, limit_growth = growth_of_limit(found, operation, sizes)
