@@ -35,9 +35,9 @@ class Plan:
         wanted, _, row = self.only.partition("/")
         if wanted not in ("", section):
             return []
-        if row:
-            return [name for name in rows if name == row]
-        return self.rows.get(section, list(rows))
+        if row and row not in rows:
+            raise SystemExit(f"bench: {section} has no row {row!r} but {', '.join(rows)}")
+        return [row] if row else self.rows.get(section, list(rows))
 
     @staticmethod
     def again(row):
@@ -48,7 +48,7 @@ def quick(only):
     return Plan(only, rounds=2, seconds=0.2, silent_rounds=1, wire_rounds=1, wire_seconds=0.5,
                 letter_rounds=1, repetitions=2, scale_repetitions=1, sizes=(1000, 10000, 100000),
                 rows={"line": ["03x10", "03x125"], "silent": ["03x10"],
-                      "wire": ["19200-0ms", "115200-0ms"], "letter": ["115200-0ms"],
+                      "wire": ["19200-0ms", "115200-0ms"], "letter": ["115200"],
                       "lines": ["64"]})
 
 
