@@ -25,7 +25,7 @@ class Plan:
     wire_rounds: int = 3
     wire_seconds: float = 1.0
     letter_rounds: int = 3
-    repetitions: int = 9
+    repetitions: int = 7
     scale_repetitions: int = 3
     sizes: tuple = (1000, 10000, 100000, 1000000)
     rows: dict = dataclasses.field(default_factory=dict)

@@ -72,7 +72,7 @@ def scale(plan, goals):
                      f"**{growth.show()}**", limit_growth.show() if limit_growth else "",
                      limit.show() if limit else "", f"`{plan.again('scale')}`"])
         goals.at_most(f"Scale: {name}, cost per register from {sizes[0]:,} to {sizes[-1]:,}",
-                      growth.median, SCALE_GOAL,
+                      growth.median, SCALE_GOAL, why=("scale", operation, sizes[-1]),
                       limit=("standard library", limit_growth.median) if limit_growth else None)
     head = ["operation", *(f"{size:,}, ns" for size in sizes), "growth",
             "growth of the least", "times the least", "again"]

@@ -10,7 +10,7 @@ from .line import WIRES, arguments_of, on_wire, title
 from .table import table
 from .trial import BUILD, MASTER_CORE, NAMES, one_core, pinned, trial
 
-MOST = 12  # functions of a profile
+MOST, FEW = 12, 4  # functions of a profile
 
 
 def perf(file, event="cpu-clock:u"):
@@ -44,6 +44,15 @@ def of_lines():
         return show("64 lines in one thread, the kernel included:", functions(file.name))
 
 
+def of_scale(operation, size):
+    with tempfile.NamedTemporaryFile(suffix=".perf") as file:
+        subprocess.run([*perf(file.name), os.path.join(BUILD, "bench_scale"), "--alone",
+                        f"--benchmark_filter={operation}/{size}$"], stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, check=True, preexec_fn=pinned(MASTER_CORE))
+        return show(f"{operation} of {size:,} registers, made and named before:",
+                    functions(file.name)[:FEW])
+
+
 def of_kind(kind):
     with tempfile.NamedTemporaryFile(suffix=".perf") as file:
         subprocess.run([*perf(file.name), os.path.join(BUILD, "bench_codec"),
@@ -52,7 +61,7 @@ def of_kind(kind):
         return show(f"Decoding of {kind}:", functions(file.name))
 
 
-PROFILES = {"row": of_row, "kind": of_kind, "lines": of_lines}
+PROFILES = {"row": of_row, "kind": of_kind, "lines": of_lines, "scale": of_scale}
 
 
 def of_unmet(goals):

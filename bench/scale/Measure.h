@@ -23,6 +23,9 @@ using TMakeWork = std::function<TWork(int count)>;
 /// has been measured before, how many times that one's (times_smallest).
 void Register(const std::string& operation, const TMakeWork& make);
 
+/// From now on the limits are left out, for a profile.
+void MeasureAlone();
+
 // Each file's operations.
 void RegisterLetterOperations();
 void RegisterFormOperations();
