@@ -12,11 +12,6 @@ namespace {
 
 constexpr std::int32_t kKnownBits = 2000;  // of the longest register; others are rare
 
-// Bit 0 in the last byte, for a bit inside data of any length.
-bool IsSet(TByteView data, std::size_t bit) {
-  return (data[data.size() - 1 - bit / 8] >> (bit % 8) & 1) != 0;
-}
-
 // The part of "text0|text1" for a state.
 std::string_view StateOf(std::string_view texts, bool state) {
   const auto bar = texts.find('|');

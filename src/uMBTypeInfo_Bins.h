@@ -40,7 +40,7 @@ class TMBRegTypeBin : public TMBRegTypeColItem {
   /// The text for the state that a bit has in data, which must hold it. Valid until Dictionary
   /// changes.
   std::string_view StateText(TByteView data, std::size_t bit) const {
-    const bool state = (data[data.size() - 1 - bit / 8] >> bit % 8 & 1) != 0;
+    const bool state = IsSet(data, bit);
     const bool known = bit < fStates.size() && fStatesRevision == Dictionary().Revision();
     return known ? fStates[bit][state ? 1 : 0] : StateText(static_cast<std::int32_t>(bit), state);
   }
@@ -67,6 +67,10 @@ class TMBRegTypeBin : public TMBRegTypeColItem {
   const TClassInfo& ClassInfo() const override { return StaticClass(); }
 
  private:
+  // Bit 0 in the last byte, for a bit inside data of any length.
+  static bool IsSet(TByteView data, std::size_t bit) {
+    return (data[data.size() - 1 - bit / 8] >> (bit % 8) & 1) != 0;
+  }
   std::string_view StateText(std::int32_t bit, bool state) const;
   void LearnStates(std::size_t count) const;
 

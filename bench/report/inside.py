@@ -69,11 +69,11 @@ def scale(plan, goals):
         limit, limit_growth = growth_of_limit(found, operation, sizes)
         name = operation.split("/", 1)[1]
         rows.append([name, *(Spread(costs[size]).show("{:,.0f}") for size in sizes),
-                     f"**{growth.show()}**", limit_growth.show() if limit_growth else "",
-                     limit.show() if limit else "", f"`{plan.again('scale')}`"])
+                     f"**{growth.show()}**", limit_growth.show(), limit.show(),
+                     f"`{plan.again('scale')}`"])
         goals.at_most(f"Scale: {name}, cost per register from {sizes[0]:,} to {sizes[-1]:,}",
                       growth.median, SCALE_GOAL, why=("scale", operation, sizes[-1]),
-                      limit=("standard library", limit_growth.median) if limit_growth else None)
+                      limit=("standard library", limit_growth.median))
     head = ["operation", *(f"{size:,}, ns" for size in sizes), "growth",
             "growth of the least", "times the least", "again"]
     return ("## Scale\n\nNanoseconds per register at growing sizes, and how much that grows from "
@@ -85,8 +85,6 @@ def scale(plan, goals):
 def growth_of_limit(found, operation, sizes):
     """How many times the least is taken at the last size, and how much the least grows."""
     first, last = (found[f"{operation}/{size}"] for size in (sizes[0], sizes[-1]))
-    if "times_limit" not in first[0]:
-        return None, None
     least = [[e["per_register"] / e["times_limit"] for e in entries] for entries in (first, last)]
     return Spread(e["times_limit"] for e in last), ratios(least[1], least[0])
 

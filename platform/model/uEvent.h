@@ -20,7 +20,8 @@ class TEvent;
 
 /// One handler of an event: an object and its method, or any callable; empty at first.
 /// An empty event, or one whose object (a TObject) has been destroyed, does nothing when raised
-/// and results in TResult(). A handler may reassign the event or destroy its owner.
+/// and results in TResult(). A handler may reassign the event or destroy its owner. Copies share
+/// their handler, and belong to one thread.
 template <class TResult, class... TArgs>
 class TEvent<TResult(TArgs...)> {
  public:
